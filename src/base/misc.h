@@ -1,0 +1,78 @@
+// Messages, failures, allocation wrappers, the precision and delimiter
+// conversions of format strings, and the two clocks.
+#ifndef VESK_BASE_MISC_H
+#define VESK_BASE_MISC_H
+
+#include <cstdarg>
+#include <cstddef>
+#include <cstdio>
+
+enum { WORK_BUF_SIZE = 1048576 };
+
+// Five work buffers shared by the conversions and the printer.
+struct WorkBuffers {
+  char *buf_crlf, *buf_base, *buf_sys, *buf_delim, *buf_cout;
+};
+extern WorkBuffers work_buf;
+
+void initialize_buffer();
+void release_buffer();
+
+// Termination: none of these returns; all exit with status 1.
+[[noreturn]] void die(const char *fmt, ...) __attribute__((format(printf, 1, 2)));
+[[noreturn]] void die_line(const char *fname, int line_no, int id, const char *line,
+                           const char *reason, int column);
+[[noreturn]] void die_numeric(const char *where, const char *what);
+[[noreturn]] void die_dimension(const char *func);
+[[noreturn]] void die_alloc(const char *module, int site);
+[[noreturn]] void die_realloc(const char *module, int site);
+
+// Allocation; failures print the allocation message to stderr and exit 1.
+void *xmalloc0(size_t size, const char *module, int site);
+void *calloc_str0(size_t size, const char *module, int site);
+char *alloc_str0(size_t size, const char *module, int site);
+char *dup_str0(const char *text, const char *module, int site);
+void *xrealloc0(void *block, size_t size, const char *module, int site);
+
+// Format conversions ("%.N" precision placeholder, "," delimiter, "~" escape).
+const char *conv_base(const char *prec_text, const char *fmt);
+const char *conv_msg(const char *fmt);
+const char *conv_desc(const char *fmt);
+const char *conv_delim(const char *text);
+const char *conv_data(const char *fmt);
+const char *conv_crlf(const char *text);
+const char *conv_sys(const char *text);
+int conv_snprintf(char *dst, size_t n, const char *fmt, ...);
+int conv_sprintf(char *dst, const char *fmt, ...);
+int conv_fprintf(FILE *fp, const char *fmt, ...);
+int conv_printf(const char *fmt, ...);
+const char *data_prec_text();
+
+const char *float2str(long double x);
+char *float2strdup(long double x);
+const char *int2str(int n);
+char *int2strdup(int n);
+
+int xsnprintf(char *dst, size_t n, const char *fmt, ...);
+int xsprintf(char *dst, const char *fmt, ...);
+int xvsnprintf(char *dst, size_t n, const char *fmt, va_list ap);
+int xvsprintf(char *dst, const char *fmt, va_list ap);
+void tolower_str(char *text);
+void toupper_str(char *text);
+
+// Progress messages on the message stream.
+void print_msg(const char *fmt, ...);
+void print_msg_vector(const long double *v, const char *fmt, ...);
+void print_msg_matrix(long double *const *m, const char *fmt, ...);
+void print_dot_message(int i);
+void print_daem_message(int n, long double itemp);
+void print_daem_message_sm(int quiet, int n, long double itemp);
+
+// The message stream: the --save-msg file, or stderr until it is set.
+FILE *msg_stream();
+
+// Clocks in seconds: user CPU time of the process, and wall clock.
+long double current_sec();
+long double elapsed_sec();
+
+#endif

@@ -1,0 +1,45 @@
+// Writers of the result sections, one per section family. Each takes the
+// stream to write to. The writers are grouped by concern into several source
+// files: print.cpp (settings), print_stat.cpp (case table and statistics),
+// print_em.cpp (the fit), print_param.cpp (parameter and hyperparameter
+// files), print_cluster.cpp (memberships, clusters and timing).
+#ifndef VESK_OUTPUT_PRINT_H
+#define VESK_OUTPUT_PRINT_H
+
+#include <cstdio>
+
+// settings (print.cpp)
+void print_settings(FILE *fp);
+void print_model(FILE *fp);
+
+// case table and statistics (print_stat.cpp)
+void print_case_freq_list(FILE *fp);
+void print_attr_freq_list(FILE *fp);
+void print_ans_class_list(FILE *fp);
+void print_basic_stats(FILE *fp);
+void print_sample_stats(FILE *fp);
+void print_regular_stat(FILE *fp);
+
+// the fit (print_em.cpp)
+void print_size(FILE *fp);
+void print_smooth(FILE *fp);
+void print_ic(FILE *fp);
+void print_seed(FILE *fp);
+void print_loglike(FILE *fp, int last_iter);
+void print_decrease(FILE *fp, int restart, int iter);
+void print_complete_prob(FILE *fp);
+void print_incomplete_prob(FILE *fp);
+void print_conditional_prob(FILE *fp);
+void print_expectation(FILE *fp);
+
+// parameter and hyperparameter files (print_param.cpp)
+void print_param(FILE *fp);
+void print_hparam(FILE *fp);
+void print_attr_list(FILE *fp);
+
+// memberships, clusters and timing (print_cluster.cpp)
+void print_cluster(FILE *fp);
+void print_cluster_freq(FILE *fp);
+void print_time(FILE *fp);
+
+#endif

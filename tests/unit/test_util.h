@@ -1,0 +1,50 @@
+// Shared set-up for unit tests: default settings, work buffers, pools and the
+// printer, and a helper to capture what a function writes to a stream.
+#ifndef VESK_TESTS_TEST_UTIL_H
+#define VESK_TESTS_TEST_UTIL_H
+
+#include <cstdio>
+#include <string>
+
+#include "base/allocate_matrix.h"
+#include "base/misc.h"
+#include "driver/vesk.h"
+#include "output/print_common.h"
+
+// Brings process state to a fresh run: defaults, buffers, printer, pools.
+inline void setup_process_state() {
+  static bool once = false;
+  set_default_settings();
+  if (!once) {
+    initialize_buffer();
+    initialize_printer();
+    initialize_vector_pool();
+    initialize_matrix_pool();
+    once = true;
+  }
+}
+
+// Reads back everything written to a temporary stream.
+inline std::string stream_text(FILE *fp) {
+  fflush(fp);
+  long n = ftell(fp);
+  std::string s(static_cast<size_t>(n), '\0');
+  rewind(fp);
+  size_t got = fread(&s[0], 1, s.size(), fp);
+  s.resize(got);
+  return s;
+}
+
+// Whole content of a file.
+inline std::string read_text(const char *path) {
+  std::string s;
+  FILE *fp = fopen(path, "rb");
+  if (fp == nullptr) return s;
+  char buf[4096];
+  size_t n;
+  while ((n = fread(buf, 1, sizeof buf, fp)) > 0) s.append(buf, n);
+  fclose(fp);
+  return s;
+}
+
+#endif
