@@ -59,7 +59,8 @@ TEST_F(MiscTest, NumberFormattingUsesTwelveSignificantDigits) {
 }
 
 TEST_F(MiscTest, PrecisionIsFixedAtFirstUse) {
-  // Runs in a child so the cached precision texts of this process stay intact.
+  // Runs in a freshly started child, before anything has fixed the precision.
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(
       {
         settings.prec_msg = 3;
