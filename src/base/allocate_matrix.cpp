@@ -1,0 +1,281 @@
+// The vector and matrix pools. Each pool is one zero-filled arena carved from
+// its start; released blocks go onto an address-ordered circular free list
+// (entered at a moving rover) and are handed out again only to a request of
+// exactly the same shape. Blocks are never split or joined.
+#include "base/allocate_matrix.h"
+
+#include <cstdint>
+#include <cstdlib>
+
+#include "base/misc.h"
+
+namespace {
+
+const char *const MODULE = "allocate_matrix.cpp";
+
+const size_t VPOOL_BYTES = 67108864;   // 64 MiB
+const size_t MPOOL_BYTES = 100663296;  // 96 MiB
+const long max_vpool_size0 = 8388608;  // in 8-byte units
+const long max_mpool_size0 = 8388608;  // in 12-byte units
+const size_t VPOOL_UNIT = 8;
+const size_t MPOOL_UNIT = 12;
+
+// Vector block header; 16 bytes so that the elements after it stay aligned
+// for long double.
+struct VecHeader {
+  VecHeader *next;
+  int n;
+  int pad;
+};
+static_assert(sizeof(VecHeader) == 16, "vector header must keep 16-byte alignment");
+
+// Matrix block header, followed by the row pointers. The element storage is
+// a separate allocation made when the block is first carved.
+struct MatHeader {
+  MatHeader *next;
+  int rows, cols;
+  long double *elems;
+};
+static_assert(sizeof(MatHeader) == 24, "matrix header must be 24 bytes");
+
+// Block sizes are kept multiples of 16 (vectors) and 24 (matrices): multiples
+// of the pools' 8- and 12-byte units that keep every header aligned.
+const size_t VBLOCK_ALIGN = 16;
+const size_t MBLOCK_ALIGN = 24;
+
+struct VectorPool {
+  char *arena;
+  size_t vp_last0;  // byte offset of the next block to carve
+  VecHeader *vp_free0;  // rover into the circular free list
+};
+
+struct MatrixPool {
+  char *arena;
+  size_t mp_last0;
+  MatHeader *mp_free0;
+};
+
+VectorPool vpool;
+MatrixPool mpool;
+
+size_t round_up(size_t x, size_t unit) { return (x + unit - 1) / unit * unit; }
+
+VecHeader *vec_header(const long double *v) {
+  return reinterpret_cast<VecHeader *>(
+      const_cast<char *>(reinterpret_cast<const char *>(v)) - sizeof(VecHeader));
+}
+
+MatHeader *mat_header(long double *const *m) {
+  return reinterpret_cast<MatHeader *>(
+      const_cast<char *>(reinterpret_cast<const char *>(m)) - sizeof(MatHeader));
+}
+
+long double *vec_elems(VecHeader *h) {
+  return reinterpret_cast<long double *>(reinterpret_cast<char *>(h) + sizeof(VecHeader));
+}
+
+long double **mat_rowptrs(MatHeader *h) {
+  return reinterpret_cast<long double **>(reinterpret_cast<char *>(h) + sizeof(MatHeader));
+}
+
+size_t vec_block_size(int n) {
+  return round_up(sizeof(VecHeader) + sizeof(long double) * static_cast<size_t>(n), VBLOCK_ALIGN);
+}
+
+size_t mat_block_size(int rows) {
+  return round_up(sizeof(MatHeader) + sizeof(long double *) * static_cast<size_t>(rows),
+                  MBLOCK_ALIGN);
+}
+
+// Makes the arena's first header the sentinel of the free list.
+void start_vector_pool() {
+  if (vpool.arena == nullptr) initialize_vector_pool();
+  VecHeader *s = reinterpret_cast<VecHeader *>(vpool.arena);
+  s->next = s;
+  s->n = 0;
+  vpool.vp_free0 = s;
+  vpool.vp_last0 = vec_block_size(0);
+}
+
+void start_matrix_pool() {
+  if (mpool.arena == nullptr) initialize_matrix_pool();
+  MatHeader *s = reinterpret_cast<MatHeader *>(mpool.arena);
+  s->next = s;
+  s->rows = s->cols = 0;
+  s->elems = nullptr;
+  mpool.mp_free0 = s;
+  mpool.mp_last0 = mat_block_size(0);
+}
+
+VecHeader *vector_sentinel() { return reinterpret_cast<VecHeader *>(vpool.arena); }
+MatHeader *matrix_sentinel() { return reinterpret_cast<MatHeader *>(mpool.arena); }
+
+// One walk around the free list for an exact fit; the rover becomes the
+// predecessor of the block taken.
+VecHeader *take_free_vector(int n) {
+  VecHeader *rover = vpool.vp_free0;
+  VecHeader *prev = rover;
+  for (VecHeader *p = rover->next;; prev = p, p = p->next) {
+    if (p != vector_sentinel() && p->n == n) {
+      prev->next = p->next;
+      vpool.vp_free0 = prev;
+      return p;
+    }
+    if (p == rover) return nullptr;
+  }
+}
+
+MatHeader *take_free_matrix(int rows, int cols) {
+  MatHeader *rover = mpool.mp_free0;
+  MatHeader *prev = rover;
+  for (MatHeader *p = rover->next;; prev = p, p = p->next) {
+    if (p != matrix_sentinel() && p->rows == rows && p->cols == cols) {
+      prev->next = p->next;
+      mpool.mp_free0 = prev;
+      return p;
+    }
+    if (p == rover) return nullptr;
+  }
+}
+
+VecHeader *carve_vector(int n) {
+  size_t size = vec_block_size(n);
+  size_t end = vpool.vp_last0 + size;
+  if (static_cast<long>(end / VPOOL_UNIT) >= max_vpool_size0 || end > VPOOL_BYTES)
+    die("Ran out of memory for vectors (allocated size: %d bytes)\n",
+        static_cast<int>(max_vpool_size0));
+  VecHeader *h = reinterpret_cast<VecHeader *>(vpool.arena + vpool.vp_last0);
+  vpool.vp_last0 = end;
+  h->next = nullptr;
+  h->n = n;
+  return h;
+}
+
+MatHeader *carve_matrix(int rows, int cols) {
+  size_t size = mat_block_size(rows);
+  size_t end = mpool.mp_last0 + size;
+  if (static_cast<long>(end / MPOOL_UNIT) >= max_mpool_size0 || end > MPOOL_BYTES)
+    die("Ran out of memory for matrices (allocated size: %d bytes)\n",
+        static_cast<int>(max_mpool_size0));
+  MatHeader *h = reinterpret_cast<MatHeader *>(mpool.arena + mpool.mp_last0);
+  mpool.mp_last0 = end;
+  h->next = nullptr;
+  h->rows = rows;
+  h->cols = cols;
+  size_t count = static_cast<size_t>(rows) * static_cast<size_t>(cols);
+  h->elems = count > 0 ? static_cast<long double *>(
+                             calloc_str0(count * sizeof(long double), MODULE, 3))
+                       : nullptr;
+  long double **rowp = mat_rowptrs(h);
+  for (int i = 0; i < rows; i++) rowp[i] = h->elems + static_cast<size_t>(i) * cols;
+  return h;
+}
+
+bool in_arena(const char *arena, size_t last, const void *block) {
+  const char *b = static_cast<const char *>(block);
+  return arena != nullptr && b > arena && b < arena + last;
+}
+
+}  // namespace
+
+int vector_size(const long double *v) { return vec_header(v)->n; }
+int matrix_rows(long double *const *m) { return mat_header(m)->rows; }
+int matrix_cols(long double *const *m) { return mat_header(m)->cols; }
+
+// Starting a pool again first releases the previous arena.
+void initialize_vector_pool() {
+  if (vpool.arena != nullptr) release_vector_pool();
+  vpool.arena = static_cast<char *>(calloc_str0(VPOOL_BYTES, MODULE, 1));
+  vpool.vp_last0 = 0;
+  vpool.vp_free0 = nullptr;
+}
+
+void initialize_matrix_pool() {
+  if (mpool.arena != nullptr) release_matrix_pool();
+  mpool.arena = static_cast<char *>(calloc_str0(MPOOL_BYTES, MODULE, 2));
+  mpool.mp_last0 = 0;
+  mpool.mp_free0 = nullptr;
+}
+
+void release_vector_pool() {
+  free(vpool.arena);
+  vpool = VectorPool();
+}
+
+// Frees the element storage of every carved block, then the arena.
+void release_matrix_pool() {
+  if (mpool.arena != nullptr && mpool.mp_last0 > 0) {
+    size_t off = mat_block_size(0);  // past the sentinel
+    while (off < mpool.mp_last0) {
+      MatHeader *h = reinterpret_cast<MatHeader *>(mpool.arena + off);
+      free(h->elems);
+      off += mat_block_size(h->rows);
+    }
+  }
+  free(mpool.arena);
+  mpool = MatrixPool();
+}
+
+Vector alloc_vector(int n) {
+  if (n < 0) die_dimension("alloc_vector");
+  if (vpool.vp_free0 == nullptr) start_vector_pool();
+  VecHeader *h = take_free_vector(n);
+  if (h == nullptr) h = carve_vector(n);
+  h->next = nullptr;
+  return vec_elems(h);
+}
+
+Matrix alloc_matrix(int rows, int cols) {
+  if (rows < 0 || cols < 0) die_dimension("alloc_matrix");
+  if (mpool.mp_free0 == nullptr) start_matrix_pool();
+  MatHeader *h = take_free_matrix(rows, cols);
+  if (h == nullptr) h = carve_matrix(rows, cols);
+  h->next = nullptr;
+  return mat_rowptrs(h);
+}
+
+// Links the block into the address-ordered free list at its place; meeting
+// the block itself on the way means it was already free.
+void release_vector0(Vector v) {
+  if (v == nullptr) return;
+  VecHeader *b = vec_header(v);
+  if (vpool.vp_free0 == nullptr || !in_arena(vpool.arena, vpool.vp_last0, b))
+    die("Internal error: released a vector that is not in the pool (%p)\n",
+        static_cast<void *>(b));
+  VecHeader *p = vpool.vp_free0;
+  for (;; p = p->next) {
+    if (p == b || p->next == b)
+      die("Internal error: double-freed a vector (%p)\n", static_cast<void *>(b));
+    if (p < b && (b < p->next || p->next <= p)) break;
+  }
+  b->next = p->next;
+  p->next = b;
+  vpool.vp_free0 = b;
+}
+
+void release_matrix0(Matrix m) {
+  if (m == nullptr) return;
+  MatHeader *b = mat_header(m);
+  if (mpool.mp_free0 == nullptr || !in_arena(mpool.arena, mpool.mp_last0, b))
+    die("Internal error: released a matrix that is not in the pool (%p)\n",
+        static_cast<void *>(b));
+  MatHeader *p = mpool.mp_free0;
+  for (;; p = p->next) {
+    if (p == b || p->next == b)
+      die("Internal error: double-freed a matrix (%p)\n", static_cast<void *>(b));
+    if (p < b && (b < p->next || p->next <= p)) break;
+  }
+  b->next = p->next;
+  p->next = b;
+  mpool.mp_free0 = b;
+}
+
+size_t vector_block_bytes(int n) { return sizeof(VecHeader) + sizeof(long double) * n; }
+
+Vector make_vector_view(void *mem, int n) {
+  VecHeader *h = static_cast<VecHeader *>(mem);
+  h->next = nullptr;
+  h->n = n;
+  h->pad = 0;
+  return vec_elems(h);
+}
