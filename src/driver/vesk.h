@@ -16,7 +16,7 @@ struct AttrInfo {
   int index;  // position inside the group, or running number among discrete attributes
 };
 
-// One `--gauss` group specification, kept until build_attr_info.
+// One `--gauss` group as typed, kept until build_attr_info.
 struct GaussSpec {
   char *text;
   int size;

@@ -6,6 +6,11 @@
 // E-step
 void compute_complete_prob();
 void compute_complete_prob_daem();
+// The scale variants behind the two dispatchers above.
+void compute_complete_prob_log();
+void compute_complete_prob_nolog();
+void compute_complete_prob_daem_log();
+void compute_complete_prob_daem_nolog();
 void compute_incomplete_prob();
 void compute_conditional_prob();
 void compute_expect();

@@ -1,0 +1,419 @@
+// The EM driver: initial parameters, the iteration loop with its convergence,
+// decrease and annealing rules, restarts, and the main run over the K range.
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+
+#include "analysis/stat.h"
+#include "base/misc.h"
+#include "base/random.h"
+#include "driver/vesk.h"
+#include "input/read_freq.h"
+#include "input/read_hparam.h"
+#include "model/allocate.h"
+#include "model/cluster.h"
+#include "model/em.h"
+#include "model/ic.h"
+#include "output/print.h"
+
+namespace {
+
+const long double kDecreaseTol = 1e-6L;
+const long double kSingularDet = 1e-15L;
+
+// ---- initialisation ---------------------------------------------------------
+
+// Fills p[0..n-1] with normalised start values of the given type; v_freq
+// needs the value frequencies of the attribute.
+void init_distribution(long double *p, int n, int type, const int *freq) {
+  long double sum = 0;
+  for (int i = 0; i < n; i++) {
+    long double t;
+    if (type == 1) {
+      // The wrap to a negative 32-bit value is kept: the equally negative sum
+      // still normalises it into a probability.
+      uint32_t raw = static_cast<uint32_t>(genrand_int31()) + 2147483647u;
+      t = static_cast<long double>(static_cast<int32_t>(raw));
+    } else if (type == 2) {
+      t = (1.0L + settings.noise_ratio * genrand_res53()) / n;
+    } else {
+      t = 1.0L / freq[i] + settings.noise_ratio * genrand_res53() / n;
+    }
+    p[i] = t;
+    sum += t;
+  }
+  for (int i = 0; i < n; i++) p[i] /= sum;
+}
+
+void init_param_gauss(int k, int g) {
+  int d = settings.gauss_attr_size[g];
+  long double **ss = stats.sample_s[g];
+  for (int i = 0; i < d; i++)
+    model.param_u[k][g][i] =
+        stats.sample_u[g][i] + settings.noise_ratio_gauss * sqrtl(ss[i][i]) * (genrand_res53() - 0.5L);
+  copy_matrix(model.param_s[k][g], ss);
+}
+
+// ---- one EM run -------------------------------------------------------------
+
+bool tempered(long double beta) { return settings.mode_daem && beta < 1.0L; }
+
+// Complete and incomplete probabilities, then the trace entries of iteration i.
+void evaluate(int i, long double beta) {
+  if (tempered(beta)) compute_complete_prob_daem();
+  else compute_complete_prob();
+  compute_incomplete_prob();
+  model.loglike[i] = compute_loglike() / beta;
+  model.lambda_[i] = model.loglike[i];
+  if (settings.mode_smooth) {
+    model.log_prior[i] = compute_log_prior();
+    model.lambda_[i] += model.log_prior[i];
+  }
+  if (settings.mode_daem) model.log_itemp[i] = beta;
+}
+
+// True when a covariance of some class became singular; reports it.
+bool check_singular(int i) {
+  for (int k = 0; k < settings.num_class; k++)
+    for (int g = 0; g < settings.gauss_size; g++) {
+      if (settings.gauss_attr_size[g] <= 1) continue;
+      long double det = model.param_sdet[k][g];
+      if (fabsl(det) < kSingularDet) {
+        print_msg(" (Stopped: %d iters -- singular covars (det=%.Ne) at class#=%d, gauss#=%d)\tL=%.Nf\n", i,
+                  det, k, g, model.lambda_[i]);
+        return true;
+      }
+    }
+  return false;
+}
+
+bool same_itemp(int i) { return fabsl(model.log_itemp[i] - model.log_itemp[i - 1]) < kDecreaseTol; }
+
+// Stops the program when the objective fell.
+void check_decrease(int r, int i) {
+  long double before = model.lambda_[i - 1], after = model.lambda_[i];
+  if (settings.mode_daem && !same_itemp(i)) return;
+  if (!(before - after > kDecreaseTol)) return;
+  print_decrease(settings.fp_log, r, i);
+  print_param(settings.fp_log);
+  if (settings.mode_daem)
+    die(conv_msg(" (iter:%d) LL or LPost decreased! (before: %.Nf (%.Nf) | after: %.Nf (%.Nf) | diff: "
+                 "%.Nf) -- see the log file\n"),
+        i, before, model.log_itemp[i - 1], after, model.log_itemp[i], after - before);
+  die(conv_msg(" (iter:%d) LL or LPost decreased! (before: %.Nf | after: %.Nf | diff: %.Nf) -- see the "
+               "log file\n"),
+      i, before, after, after - before);
+}
+
+enum Verdict { GO_ON, END_RUN, END_PHASE };
+
+Verdict convergence(int i, int max, long double beta) {
+  long double diff = model.lambda_[i] - model.lambda_[i - 1];
+  if (!settings.mode_daem) {
+    if (i >= max) {
+      print_msg(" (Stopped: %d iters)\tL=%.Nf\n", i, model.lambda_[i]);
+      return END_RUN;
+    }
+    if (diff < settings.epsilon) {
+      print_msg(" (Converged: %d iters)\tL=%.Nf\n", i, model.lambda_[i]);
+      return END_RUN;
+    }
+    return GO_ON;
+  }
+  bool small = same_itemp(i) && 0 < diff && diff < settings.epsilon;
+  if (beta < 1.0L) return (i >= max || small) ? END_PHASE : GO_ON;
+  if (i >= max) {
+    print_msg(" (Stopped: %d iters)\tL=%.Nf\n", i, model.lambda_[i]);
+    return END_RUN;
+  }
+  if (small) {
+    print_msg(" (Converged: %d iters)\tL=%.Nf\n", i, model.lambda_[i]);
+    return END_RUN;
+  }
+  return GO_ON;
+}
+
+// Raises the inverse temperature after an annealing phase; false at beta = 1.
+bool raise_itemp(int i, long double *beta) {
+  if (!settings.mode_daem || *beta >= 1.0L) return false;
+  *beta *= settings.itemp_rate;
+  if (*beta > 1.0L) *beta = 1.0L;
+  model.itemp = *beta;
+  print_daem_message(i, *beta);
+  return true;
+}
+
+void set_final(int i) {
+  model.final_loglike = model.loglike[i];
+  model.final_lambda = model.lambda_[i];
+  model.final_log_prior = settings.mode_smooth ? model.log_prior[i] : 0.0L;
+}
+
+// ---- restarts ---------------------------------------------------------------
+
+void copy_traces(bool to_best) {
+  size_t n = sizeof(long double) * model.ll_size;
+  long double *pairs[][2] = {{model.loglike, model.loglike_best},
+                             {model.lambda_, model.lambda_best},
+                             {model.log_prior, model.log_prior_best},
+                             {model.log_itemp, model.log_itemp_best}};
+  for (auto &p : pairs) {
+    if (p[0] == nullptr || p[1] == nullptr) continue;
+    if (to_best) memcpy(p[1], p[0], n);
+    else memcpy(p[0], p[1], n);
+  }
+}
+
+int iteration_limit() { return settings.max_iterate < 1 ? 10000 : settings.max_iterate; }
+
+int preliminary_limit(int m) {
+  if (settings.num_init >= 2 && settings.max_init_iterate > 0 && settings.max_init_iterate < m)
+    return settings.max_init_iterate;
+  return m;
+}
+
+}  // namespace
+
+void initialize_param() {
+  init_distribution(model.param_c, settings.num_class, settings.init_type_class == 1 ? 1 : 2, nullptr);
+  int wt = settings.init_type_word;
+  if (settings.mode_nominal && (wt < 1 || wt > 3))
+    die("Internal error: unexpected initialization method for discrete attribute values\n");
+  for (int k = 0; k < settings.num_class && settings.mode_nominal; k++)
+    for (int a = 0; a < settings.tuple_size_d; a++)
+      init_distribution(model.param_w[k][a], cases.num_word[a], wt, cases.word_freq_list[a]);
+  if (settings.mode_gauss) {
+    for (int k = 0; k < settings.num_class; k++)
+      for (int g = 0; g < settings.gauss_size; g++) init_param_gauss(k, g);
+    if (refresh_precisions() != 0) die_numeric("initialize_param", "Failed to invert covariances\n");
+  }
+  if (settings.mode_verbose) print_param(settings.fp_log);
+}
+
+int em_iterate_body(int r, int i, int max, long double beta0) {
+  long double beta = settings.mode_daem ? beta0 : 1.0L;
+  model.itemp = beta;
+  evaluate(i, beta);
+  if (settings.num_init > 1) print_msg("  [%d] #iters ", r);
+  else print_msg("  #iters ");
+  print_daem_message(i, beta);
+  for (;;) {
+    print_dot_message(i);
+    compute_conditional_prob();
+    compute_expect();
+    update_param();
+    if (check_singular(i)) {
+      if (raise_itemp(i, &beta)) continue;
+      break;
+    }
+    i++;
+    if (i >= model.ll_size) expand_loglike_all();
+    evaluate(i, beta);
+    check_decrease(r, i);
+    Verdict v = convergence(i, max, beta);
+    if (v == END_RUN) break;
+    if (v == END_PHASE) raise_itemp(i, &beta);
+  }
+  set_final(i);
+  return i;
+}
+
+void em_iterate(int kidx) {
+  int m = iteration_limit(), pre = preliminary_limit(m);
+  int r_best = 0, last_best = 0;
+  for (int r = 0; r < settings.num_init; r++) {
+    unsigned int s = 0;
+    if (!settings.mode_set_seed) {
+      s = static_cast<unsigned int>(genrand_int31());
+      init_genrand(s);
+    }
+    initialize_param();
+    int last = em_iterate_body(r, 0, pre, settings.itemp_init);
+    model.log_seed[kidx][r] = s;
+    model.log_num_iterate[kidx][r] = last;
+    model.log_final_lambda[kidx][r] = model.final_lambda;
+    if (r == 0 || model.final_lambda > model.final_lambda_best) {
+      r_best = r;
+      last_best = last;
+      model.final_lambda_best = model.final_lambda;
+      model.itemp_best = model.itemp;
+      copy_traces(true);
+      save_param_best();
+    }
+  }
+  model.log_r_best[kidx] = r_best;
+  restore_param_best();
+  copy_traces(false);
+  set_final(last_best);
+  model.itemp = model.itemp_best;
+  if (settings.num_init >= 2) {
+    print_msg("  <<Resumed best parameter set #%d>>\n", r_best);
+    last_best = em_iterate_body(r_best, last_best, m, model.itemp_best);
+  }
+  print_loglike(settings.fp_log, last_best);
+}
+
+// ---- model selection over K -------------------------------------------------
+
+namespace {
+
+void score_model(int kidx) {
+  if (settings.ic_type != 1 && settings.ic_type != 2)
+    die("Internal error: Unsupported information criterion\n");
+  model.bic[kidx] = compute_bic();
+  if (settings.ic_type == 2) model.autoclass[kidx] = compute_cs();
+  model.ic[kidx] = settings.ic_type == 1 ? model.bic[kidx] : model.autoclass[kidx];
+}
+
+// Fits the current K: split-and-merge EM would take over here for K >= 3
+// once it exists; plain EM with restarts otherwise.
+void fit_model(int kidx) { em_iterate(kidx); }
+
+void alloc_fit_arrays() {
+  alloc_prob();
+  alloc_expect();
+  alloc_loglike();
+}
+
+void release_fit_arrays() {
+  release_param_best();
+  release_prob();
+  release_expect();
+  release_loglike();
+}
+
+void fit_k_range() {
+  print_size(settings.fp_log);
+  long double best = 0;
+  for (int k = settings.kmin, kidx = 0; k <= settings.kmax; k += settings.kstep, kidx++) {
+    settings.num_class = k;
+    print_msg("|Classes| = %d:\n", k);
+    set_smooth_auto();
+    alloc_param();
+    alloc_param_best();
+    alloc_hparam_gauss();
+    initialize_hparam_gauss();
+    alloc_fit_arrays();
+    fit_model(kidx);
+    score_model(kidx);
+    release_fit_arrays();
+    if (kidx == 0 || model.ic[kidx] > best) {
+      if (kidx > 0) release_param_opt();
+      save_param_opt();
+      best = model.ic[kidx];
+      print_msg("  %s = %.Nf (temporarily optimal)\n", settings.ic_type_str, model.ic[kidx]);
+    } else {
+      print_msg("  %s = %.Nf\n", settings.ic_type_str, model.ic[kidx]);
+    }
+    release_param();
+    release_hparam_gauss();
+  }
+  print_msg("Optimal |Classes| = %d\n", model.num_class_opt);
+  restore_param_opt();
+  release_param_opt();
+}
+
+void setup_single_hparam() {
+  if (settings.mode_read_hparam) {
+    read_hparam();
+    check_read_hparam();
+    return;
+  }
+  set_smooth_auto();
+  alloc_hparam_gauss();
+  initialize_hparam_gauss();
+}
+
+void fit_single_k() {
+  // A hyperparameter file sets the class count, so it is read first.
+  setup_single_hparam();
+  print_msg("#classes = %d:\n", settings.num_class);
+  print_size(settings.fp_log);
+  alloc_param();
+  alloc_fit_arrays();
+  alloc_param_best();
+  fit_model(0);
+  score_model(0);
+  release_fit_arrays();
+  model.num_class_opt = settings.num_class;
+  print_msg("  %s = %.Nf\n", settings.ic_type_str, model.ic[0]);
+}
+
+void write_param_file() {
+  FILE *fp = fopen(settings.fname_param, "wb");
+  if (fp == nullptr) die("Couldn't open %s\n", settings.fname_param);
+  print_param(fp);
+  fclose(fp);
+}
+
+void read_phase() {
+  settings.stime_read = current_sec();
+  settings.stime_lap_read = elapsed_sec();
+  read_freq();
+  compute_stats();
+  settings.etime_read = current_sec();
+  settings.etime_lap_read = elapsed_sec();
+}
+
+void fit_phase() {
+  settings.stime_em = current_sec();
+  settings.stime_lap_em = elapsed_sec();
+  if (settings.mode_search_num_class && !settings.mode_read_hparam) fit_k_range();
+  else fit_single_k();
+  settings.etime_em = current_sec();
+  settings.etime_lap_em = elapsed_sec();
+}
+
+void member_phase() {
+  settings.stime_memp = current_sec();
+  settings.stime_lap_memp = elapsed_sec();
+  if (settings.mode_memp) print_msg("Computing membership distributions...");
+  alloc_prob_mem();
+  compute_case_member_prob();
+  compute_attr_member_prob();
+  if (settings.mode_memp) {
+    FILE *fp = fopen(settings.fname_memp, "wb");
+    if (fp == nullptr) die("Couldn't open %s\n", settings.fname_memp);
+    print_case_member_prob(fp);
+    if (settings.mode_show_attr_memp) print_attr_member_prob(fp);
+    fclose(fp);
+    print_msg("done\n");
+  }
+  settings.etime_memp = current_sec();
+  settings.etime_lap_memp = elapsed_sec();
+}
+
+void cluster_phase() {
+  settings.stime_cluster = current_sec();
+  settings.stime_lap_cluster = elapsed_sec();
+  cluster_main();
+  settings.etime_cluster = current_sec();
+  settings.etime_lap_cluster = elapsed_sec();
+}
+
+void release_run() {
+  release_cluster();
+  release_prob_mem();
+  release_param();
+  if (settings.mode_read_hparam) release_hparam_read();
+  else release_hparam_gauss();
+  release_seed();
+  release_ic();
+  release_stats();
+}
+
+}  // namespace
+
+void em_main() {
+  read_phase();
+  alloc_ic();
+  alloc_seed();
+  fit_phase();
+  print_ic(settings.fp_log);
+  print_seed(settings.fp_log);
+  write_param_file();
+  member_phase();
+  cluster_phase();
+  print_time(settings.fp_log);
+  release_run();
+}

@@ -1,0 +1,143 @@
+// M-step edge cases and the log prior, against values worked out by hand.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <vector>
+
+#include "driver/vesk.h"
+#include "input/read_freq.h"
+#include "model/allocate.h"
+#include "model/em.h"
+
+// The in-memory data fixture defined in estep_test.cpp.
+namespace em_fixture {
+struct Row {
+  std::vector<int> words;
+  std::vector<std::vector<long double>> gauss;
+  int count;
+};
+void load(int k, const std::vector<int> &num_word, const std::vector<int> &dims, const std::vector<Row> &rows);
+void unload();
+}  // namespace em_fixture
+
+namespace {
+
+TEST(MStep, CovarianceClampKeepsSignOffDiagonal) {
+  // Group 0 (3-d) gets tiny off-diagonal entries, group 1 (1-d) a tiny
+  // negative variance; with U = 0 and N_k = 1, S = Q.
+  em_fixture::load(1, {}, {3, 1}, {{{}, {{0, 0, 0}, {0}}, 1}});
+  model.expect_c[0] = 1;
+  Matrix q = model.expect_s[0][0];
+  q[0][0] = q[1][1] = q[2][2] = 1;
+  q[0][1] = 5e-13L;
+  q[0][2] = -5e-13L;
+  q[1][2] = 2e-12L;
+  model.expect_s[0][1][0][0] = -5e-13L;
+  update_param();
+  Matrix s = model.param_s[0][0];
+  EXPECT_EQ(s[0][1], 1e-12L);
+  EXPECT_EQ(s[0][2], -1e-12L);
+  EXPECT_EQ(s[1][2], 2e-12L);  // above the floor: unchanged
+  EXPECT_EQ(s[2][0], -1e-12L); // mirrored into the lower triangle
+  EXPECT_EQ(model.param_s[0][1][0][0], 1e-12L);
+  EXPECT_NEAR(model.param_p[0][1][0][0], 1e12L, 1e-3L);
+  em_fixture::unload();
+}
+
+TEST(MStep, ClassSmoothingAndMaximumLikelihood) {
+  // K = 2, N = 10, N_1 = 7: c_1 = (7 + 1) / (2 + 10) with s_c = 1, else 7 / 10.
+  std::vector<em_fixture::Row> rows(10, em_fixture::Row{{0}, {}, 1});
+  em_fixture::load(2, {1}, {}, rows);
+  model.expect_c[0] = 7;
+  model.expect_c[1] = 3;
+  for (int k = 0; k < 2; k++) model.param_w[k][0][0] = 1;
+  settings.smooth_c = 1;
+  update_param();
+  EXPECT_NEAR(model.param_c[0], 8.0L / 12, 1e-18L);
+  EXPECT_NEAR(model.param_c[1], 4.0L / 12, 1e-18L);
+  settings.smooth_c = 0;
+  update_param();
+  EXPECT_NEAR(model.param_c[0], 0.7L, 1e-18L);
+  em_fixture::unload();
+}
+
+TEST(MStep, MissingDiscreteValuesSpreadByOldProbabilities) {
+  // Attribute missing in 3 cases, w_old = (0.5, 0.5): each count gains 1.5.
+  em_fixture::load(1, {2}, {}, {{{0}, {}, 2}, {{1}, {}, 1}, {{-2}, {}, 3}});
+  ASSERT_EQ(cases.num_miss_w[0], 3);
+  model.param_w[0][0][0] = model.param_w[0][0][1] = 0.5L;
+  model.expect_c[0] = 6;
+  model.expect_w[0][0][0] = 2;
+  model.expect_w[0][0][1] = 1;
+  struct Case {
+    long double smooth;
+    long double w0;
+  };
+  const Case table[] = {{0, (2 + 1.5L) / 6}, {1, (1 + 2 + 1.5L) / 8}};
+  for (const Case &tc : table) {
+    settings.smooth_w[0] = tc.smooth;
+    model.param_w[0][0][0] = model.param_w[0][0][1] = 0.5L;
+    update_param();
+    EXPECT_NEAR(model.param_w[0][0][0], tc.w0, 1e-18L) << tc.smooth;
+    EXPECT_NEAR(model.param_w[0][0][0] + model.param_w[0][0][1], 1.0L, 1e-18L);
+  }
+  em_fixture::unload();
+}
+
+TEST(MStep, MapMeanOfEmptyClassIsPriorMean) {
+  em_fixture::load(2, {}, {2}, {{{}, {{1, 2}}, 1}, {{}, {{3, 1}}, 1}});
+  settings.mode_smooth_gauss = 1;
+  settings.tau = 0.5L;
+  for (int k = 0; k < 2; k++) {
+    model.hparam_u[k][0][0] = -1;
+    model.hparam_u[k][0][1] = 4;
+    model.hparam_s[k][0][0][0] = model.hparam_s[k][0][1][1] = 2;
+  }
+  // Class 0 has everything, class 1 nothing.
+  model.expect_c[0] = 2;
+  model.expect_u[0][0][0] = 4;
+  model.expect_u[0][0][1] = 3;
+  model.expect_s[0][0][0][0] = 10;
+  model.expect_s[0][0][0][1] = 5;
+  model.expect_s[0][0][1][1] = 5;
+  update_param();
+  EXPECT_NEAR(model.param_u[1][0][0], -1.0L, 1e-18L);
+  EXPECT_NEAR(model.param_u[1][0][1], 4.0L, 1e-18L);
+  // Empty class: S = H / (alpha - d) with alpha = d + 1e-6.
+  EXPECT_NEAR(model.param_s[1][0][0][0], 2 / 1e-6L, 1e-3L);
+  // Class 0: mu = (U + tau m) / (N + tau).
+  long double mu0 = (4 + 0.5L * -1) / 2.5L, mu1 = (3 + 0.5L * 4) / 2.5L;
+  EXPECT_NEAR(model.param_u[0][0][0], mu0, 1e-18L);
+  long double s00 = (2 * mu0 * mu0 + 10 + 2 - 2 * 4 * mu0 + 0.5L * (-1 - mu0) * (-1 - mu0)) / (2 + 1e-6L);
+  long double s01 = (2 * mu0 * mu1 + 5 + 0 - 3 * mu0 - 4 * mu1 + 0.5L * (-1 - mu0) * (4 - mu1)) / (2 + 1e-6L);
+  EXPECT_NEAR(model.param_s[0][0][0][0], s00, 1e-15L);
+  EXPECT_NEAR(model.param_s[0][0][1][0], s01, 1e-15L);
+  em_fixture::unload();
+}
+
+TEST(LogPrior, DirichletTermsMatchClosedForm) {
+  em_fixture::load(3, {4}, {}, {{{0}, {}, 1}, {{3}, {}, 1}});
+  const long double c[3] = {0.2L, 0.3L, 0.5L};
+  for (int k = 0; k < 3; k++) {
+    model.param_c[k] = c[k];
+    for (int v = 0; v < 4; v++) model.param_w[k][0][v] = (v + 1) / 10.0L;
+  }
+  settings.smooth_c = 0.5L;
+  settings.smooth_w[0] = 2;
+  // log Dir(c; 1.5, 1.5, 1.5) + 3 log Dir(w; 3, 3, 3, 3), by std::lgamma.
+  long double expect = std::lgamma(4.5) - 3 * std::lgamma(1.5);
+  for (int k = 0; k < 3; k++) expect += 0.5L * logl(c[k]);
+  for (int k = 0; k < 3; k++) {
+    expect += std::lgamma(12.0) - 4 * std::lgamma(3.0);
+    for (int v = 0; v < 4; v++) expect += 2 * logl((v + 1) / 10.0L);
+  }
+  EXPECT_NEAR(compute_log_prior(), expect, 1e-12L);
+  // Without smoothing the class term vanishes and only the normalisers of
+  // the attribute term remain (lngamma(4) - 4 lngamma(1) per class).
+  settings.smooth_c = 0;
+  settings.smooth_w[0] = 0;
+  EXPECT_NEAR(compute_log_prior(), 3 * std::lgamma(4.0), 1e-12L);
+  em_fixture::unload();
+}
+
+}  // namespace
