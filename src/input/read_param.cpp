@@ -1,0 +1,393 @@
+// Reads a parameter file back into the model: the class count, the value
+// dictionaries of the discrete attributes and the parameter set. Rows are
+// collected in per-class arrays that grow while the class section is read.
+#include "input/read_param.h"
+
+#include <sys/types.h>
+
+#include <cerrno>
+#include <climits>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+
+#include "base/hash.h"
+#include "base/matrix.h"
+#include "base/misc.h"
+#include "base/split.h"
+#include "driver/vesk.h"
+#include "input/read_freq.h"
+#include "model/allocate.h"
+#include "output/print.h"
+
+namespace {
+
+const char kModule[] = "read_param.cpp";
+enum { INIT_CLASS_CAP = 4, INIT_VALUE_CAP = 8, VALUE_TEXT_MAX = 255 };
+
+// Row-level check numbers of the parameter file.
+enum {
+  ID_CLASS_FIELDS = 501, ID_CLASS_INT = 502, ID_CLASS_ORDER = 503, ID_CLASS_REAL = 504,
+  ID_CAT_FIELDS = 511, ID_CAT_INT = 512, ID_CAT_ATTR = 513, ID_CAT_EMPTY = 514, ID_CAT_REAL = 515,
+  ID_GAUSS_SECTION = 521, ID_MEAN_FIELDS = 522, ID_COVAR_FIELDS = 523, ID_GAUSS_INT = 524,
+  ID_GAUSS_REAL = 525, ID_GAUSS_GROUP = 526, ID_GAUSS_CLASS = 527, ID_GAUSS_ATTR = 528
+};
+
+// Parameters read so far; `cap` classes are allocated, `num_class` seen.
+struct ParamBuf {
+  int cap, num_class;
+  long double *c;
+  long double ***w;  // [cap][D][value_cap[d]]
+  int *value_cap;    // [D]
+  Vector **u;        // [cap][G]
+  Matrix **s;        // [cap][G]
+};
+
+int num_d() { return settings.tuple_size_d; }
+int num_g() { return settings.gauss_size; }
+
+long double *new_reals(int n) {
+  return static_cast<long double *>(calloc_str0(sizeof(long double) * (n > 0 ? n : 1), kModule, 1));
+}
+
+long double *grow_reals(long double *p, int old_n, int new_n) {
+  p = static_cast<long double *>(xrealloc0(p, sizeof(long double) * new_n, kModule, 2));
+  for (int i = old_n; i < new_n; i++) p[i] = 0.0L;
+  return p;
+}
+
+void expand_read_param_c(ParamBuf *b, int new_cap) { b->c = grow_reals(b->c, b->cap, new_cap); }
+
+void expand_read_param_w(ParamBuf *b, int new_cap) {
+  b->w = static_cast<long double ***>(xrealloc0(b->w, sizeof(long double **) * new_cap, kModule, 3));
+  for (int k = b->cap; k < new_cap; k++) {
+    b->w[k] = static_cast<long double **>(calloc_str0(sizeof(long double *) * (num_d() + 1), kModule, 4));
+    for (int d = 0; d < num_d(); d++) b->w[k][d] = new_reals(b->value_cap[d]);
+  }
+}
+
+void expand_read_param_u(ParamBuf *b, int new_cap) {
+  b->u = static_cast<Vector **>(xrealloc0(b->u, sizeof(Vector *) * new_cap, kModule, 5));
+  for (int k = b->cap; k < new_cap; k++) {
+    b->u[k] = static_cast<Vector *>(calloc_str0(sizeof(Vector) * (num_g() + 1), kModule, 6));
+    for (int g = 0; g < num_g(); g++) b->u[k][g] = alloc_clear_vector(settings.gauss_attr_size[g]);
+  }
+}
+
+void expand_read_param_s(ParamBuf *b, int new_cap) {
+  b->s = static_cast<Matrix **>(xrealloc0(b->s, sizeof(Matrix *) * new_cap, kModule, 7));
+  for (int k = b->cap; k < new_cap; k++) {
+    b->s[k] = static_cast<Matrix *>(calloc_str0(sizeof(Matrix) * (num_g() + 1), kModule, 8));
+    int *dims = settings.gauss_attr_size;
+    for (int g = 0; g < num_g(); g++) b->s[k][g] = alloc_clear_matrix(dims[g], dims[g]);
+  }
+}
+
+void expand_read_param(ParamBuf *b, int new_cap) {
+  expand_read_param_c(b, new_cap);
+  if (settings.mode_nominal) expand_read_param_w(b, new_cap);
+  if (settings.mode_gauss) {
+    expand_read_param_u(b, new_cap);
+    expand_read_param_s(b, new_cap);
+  }
+  b->cap = new_cap;
+}
+
+void init_param_buf(ParamBuf *b) {
+  memset(b, 0, sizeof *b);
+  b->value_cap = static_cast<int *>(calloc_str0(sizeof(int) * (num_d() + 1), kModule, 9));
+  for (int d = 0; d < num_d(); d++) b->value_cap[d] = INIT_VALUE_CAP;
+  expand_read_param(b, INIT_CLASS_CAP);
+}
+
+void release_param_buf(ParamBuf *b) {
+  for (int k = 0; k < b->cap; k++) {
+    if (b->w != nullptr) {
+      for (int d = 0; d < num_d(); d++) free(b->w[k][d]);
+      free(b->w[k]);
+    }
+    for (int g = 0; g < num_g() && b->u != nullptr; g++) release_vector0(b->u[k][g]);
+    for (int g = 0; g < num_g() && b->s != nullptr; g++) release_matrix0(b->s[k][g]);
+    if (b->u != nullptr) free(b->u[k]);
+    if (b->s != nullptr) free(b->s[k]);
+  }
+  free(b->c);
+  free(b->w);
+  free(b->u);
+  free(b->s);
+  free(b->value_cap);
+}
+
+// Makes room for value id `v` of discrete attribute `d` in every class.
+void reserve_value(ParamBuf *b, int d, int v) {
+  if (v < b->value_cap[d]) return;
+  int n = b->value_cap[d];
+  while (n <= v) n *= 2;
+  for (int k = 0; k < b->cap; k++) b->w[k][d] = grow_reals(b->w[k][d], b->value_cap[d], n);
+  b->value_cap[d] = n;
+}
+
+void read_class_row(SectionReader *r, ParamBuf *b) {
+  if (r->num_fields != 2) section_fault(r, ID_CLASS_FIELDS, "Unexpected number of fields for class probs", -1);
+  int k = section_int(r, 0, ID_CLASS_INT);
+  if (k != b->num_class) section_fault(r, ID_CLASS_ORDER, "Unexpected order of class numbers", 0);
+  if (k >= b->cap) expand_read_param(b, b->cap * 2);
+  b->c[k] = section_real(r, 1, ID_CLASS_REAL);
+  b->num_class = k + 1;
+}
+
+[[noreturn]] void die_inconsistent(const SectionReader *r) {
+  die("[%s, line %d] Found an inconsistent entry (%s)", r->fname, r->line_no, r->line);
+}
+
+// Value id of a discrete value text: new ones are registered while class 0
+// is read; later classes may only name values class 0 listed.
+int value_id(const SectionReader *r, int d, int k, const char *text) {
+  if (k == 0) {
+    int n = get_cardinality(&cases.ht[d]);
+    if (register_hashtable(&cases.ht[d], text) != n) die_inconsistent(r);
+    return n;
+  }
+  int v = lookup_hashtable(&cases.ht[d], text);
+  if (v < 0) die_inconsistent(r);
+  return v;
+}
+
+void read_cat_row(SectionReader *r, ParamBuf *b) {
+  if (r->num_fields != 4)
+    section_fault(r, ID_CAT_FIELDS, "Unexpected number of fields for discrete attribute probs", -1);
+  int a = section_int(r, 0, ID_CAT_INT);
+  int d = discrete_index(a);
+  if (d < 0) section_fault(r, ID_CAT_ATTR, "Unexpected attribute ID", 0);
+  int k = section_int(r, 1, ID_CAT_INT);
+  if (k < 0 || k >= b->num_class) die("Different number of classes exist in entries for P(c) and P(x1|c)\n");
+  if (r->fields[2][0] == '\0') section_fault(r, ID_CAT_EMPTY, "Empty value", -1);
+  long double p = section_real(r, 3, ID_CAT_REAL);
+  char text[VALUE_TEXT_MAX + 1];
+  snprintf(text, sizeof text, "%s", r->fields[2]);
+  int v = value_id(r, d, k, text);
+  reserve_value(b, d, v);
+  b->w[k][d][v] = p;
+}
+
+void check_gauss_keys(const SectionReader *r, const ParamBuf *b, int g, int k) {
+  if (g < 0 || g >= num_g()) section_fault(r, ID_GAUSS_GROUP, "Unexpected Gauss ID", 0);
+  if (k < 0 || k >= b->num_class) section_fault(r, ID_GAUSS_CLASS, "Unexpected class number", 1);
+}
+
+void read_mean_row(SectionReader *r, ParamBuf *b) {
+  if (r->num_fields != 4)
+    section_fault(r, ID_MEAN_FIELDS, "Unexpected number of fields for means of continuous attributes", -1);
+  int g = section_int(r, 0, ID_GAUSS_INT), k = section_int(r, 1, ID_GAUSS_INT);
+  int a = section_int(r, 2, ID_GAUSS_INT);
+  long double x = section_real(r, 3, ID_GAUSS_REAL);
+  check_gauss_keys(r, b, g, k);
+  int i = gauss_position(a, g);
+  if (i < 0) section_fault(r, ID_GAUSS_ATTR, "Unexpected attribute ID", 2);
+  b->u[k][g][i] = x;
+}
+
+void read_covar_row(SectionReader *r, ParamBuf *b) {
+  if (r->num_fields != 5)
+    section_fault(r, ID_COVAR_FIELDS, "Unexpected number of fields for covariances of continuous attributes",
+                  -1);
+  int g = section_int(r, 0, ID_GAUSS_INT), k = section_int(r, 1, ID_GAUSS_INT);
+  int a1 = section_int(r, 2, ID_GAUSS_INT), a2 = section_int(r, 3, ID_GAUSS_INT);
+  long double x = section_real(r, 4, ID_GAUSS_REAL);
+  check_gauss_keys(r, b, g, k);
+  int i = gauss_position(a1, g), j = gauss_position(a2, g);
+  if (i < 0) section_fault(r, ID_GAUSS_ATTR, "Unexpected attribute ID", 2);
+  if (j < 0) section_fault(r, ID_GAUSS_ATTR, "Unexpected attribute ID", 3);
+  // Only the upper triangle is kept; it is mirrored once the file is read.
+  if (i <= j)
+    b->s[k][g][i][j] = x;
+  else
+    b->s[k][g][j][i] = x;
+}
+
+void read_param_row(SectionReader *r, ParamBuf *b) {
+  int sec = r->section;
+  if (sec == 1) {
+    read_class_row(r, b);
+  } else if (sec <= 1 + num_d()) {
+    read_cat_row(r, b);
+  } else {
+    if (!settings.mode_gauss) section_fault(r, ID_GAUSS_SECTION, "Unexpected Gaussian parameters", -1);
+    if ((sec - num_d() - 2) % 2 == 0)
+      read_mean_row(r, b);
+    else
+      read_covar_row(r, b);
+  }
+}
+
+void create_dictionaries() {
+  cases.ht = static_cast<HashTable *>(calloc_str0(sizeof(HashTable) * (num_d() + 1), kModule, 10));
+  for (int d = 0; d < num_d(); d++) init_hashtable(&cases.ht[d]);
+}
+
+// Value counts, texts and print order of the dictionaries just read.
+void set_up_value_lists() {
+  int n = num_d() + 1;
+  cases.num_word = static_cast<int *>(calloc_str0(sizeof(int) * n, kModule, 11));
+  cases.word_list = static_cast<const char ***>(calloc_str0(sizeof(const char **) * n, kModule, 12));
+  cases.print_order = static_cast<int **>(calloc_str0(sizeof(int *) * n, kModule, 13));
+  for (int d = 0; d < num_d(); d++) {
+    cases.num_word[d] = get_cardinality(&cases.ht[d]);
+    cases.word_list[d] = get_keys(&cases.ht[d]);
+  }
+  for (int d = 0; d < num_d(); d++) build_print_order(d);
+}
+
+void store_class_params(const ParamBuf *b) {
+  for (int k = 0; k < b->num_class; k++) {
+    long double p = b->c[k];
+    if (!(p >= 0.0L && p <= 1.0L)) die(conv_msg("Unexpected class parameter: %.Nf (class=%d)"), p, k);
+    model.param_c[k] = p;
+  }
+  for (int k = 0; k < b->num_class && settings.mode_nominal; k++)
+    for (int d = 0; d < num_d(); d++)
+      for (int v = 0; v < cases.num_word[d]; v++) {
+        long double p = b->w[k][d][v];
+        if (!(p >= 0.0L && p <= 1.0L))
+          die(conv_msg("Unexpected attribute parameter: %.Nf (class=%d, attribute=%d)"), p, k,
+              discrete_column(d));
+        model.param_w[k][d][v] = p;
+      }
+}
+
+void store_gauss_params(const ParamBuf *b) {
+  for (int k = 0; k < b->num_class; k++)
+    for (int g = 0; g < num_g(); g++) {
+      copy_vector(model.param_u[k][g], b->u[k][g]);
+      copy_matrix(model.param_s[k][g], b->s[k][g]);
+      copy_upper_to_lower(model.param_s[k][g]);
+      model.param_sdet[k][g] = invert_covariance(model.param_s[k][g], model.param_p[k][g], "read_param");
+    }
+}
+
+}  // namespace
+
+// ---- sectioned file reader --------------------------------------------------
+
+void open_section_reader(SectionReader *r, const char *fname) {
+  memset(r, 0, sizeof *r);
+  r->fname = fname;
+  r->fp = fopen(fname, "rb");
+  if (r->fp == nullptr) die("Couldn't open %s\n", fname);
+  r->in_header = 1;
+  r->fields = alloc_field(SECTION_MAX_FIELDS);
+}
+
+void close_section_reader(SectionReader *r) {
+  if (r->fp != nullptr) fclose(r->fp);
+  free(r->line);
+  release_field(r->fields, SECTION_MAX_FIELDS);
+  memset(r, 0, sizeof *r);
+}
+
+static bool is_blank_line(const char *line) { return line[strspn(line, "\r\n")] == '\0'; }
+
+int next_data_line(SectionReader *r) {
+  for (;;) {
+    ssize_t n = getline(&r->line, &r->line_cap, r->fp);
+    if (n < 0) return 0;
+    r->line_no++;
+    if (r->line[0] == '#') {
+      r->in_header = 1;
+      continue;
+    }
+    if (is_blank_line(r->line)) continue;
+    if (r->in_header) r->section++;
+    r->in_header = 0;
+    if (settings.format_in == FORMAT_CSV)
+      r->num_fields = split_comma(SECTION_MAX_FIELDS, r->line, r->fields, r->starts);
+    else
+      r->num_fields = split_tab(SECTION_MAX_FIELDS, r->line, r->fields, r->starts);
+    return 1;
+  }
+}
+
+void section_fault(const SectionReader *r, int id, const char *reason, int field) {
+  int column = field >= 0 && field < SECTION_MAX_FIELDS ? r->starts[field] : -1;
+  // The message shows the line with its own line end; the last line may lack one.
+  size_t len = strlen(r->line);
+  char *text = static_cast<char *>(xmalloc0(len + 2, kModule, 14));
+  memcpy(text, r->line, len);
+  text[len] = '\0';
+  if (len == 0 || text[len - 1] != '\n') strcpy(text + len, "\n");
+  die_line(r->fname, r->line_no, id, text, reason, column);
+}
+
+int section_int(const SectionReader *r, int i, int id) {
+  const char *text = r->fields[i];
+  char *end = nullptr;
+  errno = 0;
+  long x = strtol(text, &end, 10);
+  if (text[0] == '\0' || *end != '\0' || errno == ERANGE || x < INT_MIN || x > INT_MAX)
+    section_fault(r, id, "illegal format for an integer", i);
+  return static_cast<int>(x);
+}
+
+long double section_real(const SectionReader *r, int i, int id) {
+  const char *text = r->fields[i];
+  char *end = nullptr;
+  long double x = strtold(text, &end);
+  if (text[0] == '\0' || *end != '\0' || !std::isfinite(x))
+    section_fault(r, id, "illegal format for an floating-point number", i);
+  return x;
+}
+
+int discrete_index(int attr) {
+  if (attr < 0 || attr >= settings.tuple_size || !is_model_attr(attr)) return -1;
+  const AttrInfo &info = settings.attr_info[attr];
+  return info.cont ? -1 : info.index;
+}
+
+int discrete_column(int d) {
+  for (int a = 0; a < settings.tuple_size; a++)
+    if (discrete_index(a) == d) return a;
+  return -1;
+}
+
+int gauss_position(int attr, int g) {
+  if (attr < 0 || attr >= settings.tuple_size || !is_model_attr(attr)) return -1;
+  const AttrInfo &info = settings.attr_info[attr];
+  return info.cont && info.group == g ? info.index : -1;
+}
+
+long double invert_covariance(long double *const *s, long double **p, const char *where) {
+  // The closed forms for small matrices leave the flag alone and report a
+  // singular matrix only through the determinant.
+  matrix_err.err_inv = 0;
+  long double det = invert_c(s, p);
+  if (matrix_err.err_inv != 0 || !(det > 0.0L) || !std::isfinite(det))
+    die_numeric(where, "Failed to invert covariances\n");
+  return det;
+}
+
+// ---- the parameter file -------------------------------------------------------
+
+void read_param() {
+  print_msg("Reading parameters from %s...", settings.fname_param);
+  SectionReader r;
+  open_section_reader(&r, settings.fname_param);
+  create_dictionaries();
+  ParamBuf b;
+  init_param_buf(&b);
+  int max_section = 1 + num_d() + 2 * num_g();
+  while (next_data_line(&r)) {
+    if (r.section > max_section) die("Too many attribute parameter fields in %s\n", r.fname);
+    read_param_row(&r, &b);
+  }
+  if (r.section <= 2 * num_g() + num_d())
+    die("Insufficiennt parameter specifications in %s (#data-matrices = %d)\n", r.fname, r.section);
+  close_section_reader(&r);
+  settings.num_class = b.num_class;
+  set_up_value_lists();
+  alloc_param();
+  store_class_params(&b);
+  if (settings.mode_gauss) store_gauss_params(&b);
+  release_param_buf(&b);
+  if (settings.mode_verbose) print_attr_list(settings.fp_log);
+  print_msg("done\n");
+}

@@ -1,0 +1,435 @@
+// Membership distributions of cases and attribute values under the current
+// parameter set, the hard clustering derived from them, and the run that
+// reads a parameter file instead of fitting one.
+#include "model/cluster.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <vector>
+
+#include "base/misc.h"
+#include "driver/vesk.h"
+#include "input/read_freq.h"
+#include "input/read_param.h"
+#include "model/allocate.h"
+#include "model/em.h"
+#include "model/gauss.h"
+#include "output/print.h"
+
+Membership member;
+Clusters clusters;
+
+namespace {
+
+const char kModule[] = "cluster.cpp";
+
+int num_k() { return settings.num_class; }
+int num_e() { return cases.num_entry; }
+int num_d() { return settings.mode_nominal ? settings.tuple_size_d : 0; }
+int num_g() { return settings.mode_gauss ? settings.gauss_size : 0; }
+
+template <typename T>
+T *new_array(int n, int site) {
+  return static_cast<T *>(calloc_str0(sizeof(T) * (n > 0 ? n : 1), kModule, site));
+}
+
+// [rows][cols] of T, zero-filled.
+template <typename T>
+T **new_table(int rows, int cols, int site) {
+  T **p = new_array<T *>(rows, site);
+  for (int i = 0; i < rows; i++) p[i] = new_array<T>(cols, site);
+  return p;
+}
+
+template <typename T>
+void free_table(T **&p, int rows) {
+  if (p == nullptr) return;
+  for (int i = 0; i < rows; i++) free(p[i]);
+  free(p);
+  p = nullptr;
+}
+
+// [K][D][V_d] of long double.
+long double ***new_value_table(int site) {
+  long double ***p = new_array<long double **>(num_k(), site);
+  for (int k = 0; k < num_k(); k++) {
+    p[k] = new_array<long double *>(num_d(), site);
+    for (int d = 0; d < num_d(); d++) p[k][d] = new_array<long double>(cases.num_word[d], site);
+  }
+  return p;
+}
+
+void free_value_table(long double ***&p) {
+  if (p == nullptr) return;
+  for (int k = 0; k < num_k(); k++) free_table(p[k], num_d());
+  free(p);
+  p = nullptr;
+}
+
+// [K][G][E] of long double.
+long double ***new_group_table(int site) {
+  long double ***p = new_array<long double **>(num_k(), site);
+  for (int k = 0; k < num_k(); k++) p[k] = new_table<long double>(num_g(), num_e(), site);
+  return p;
+}
+
+void free_group_table(long double ***&p) {
+  if (p == nullptr) return;
+  for (int k = 0; k < num_k(); k++) free_table(p[k], num_g());
+  free(p);
+  p = nullptr;
+}
+
+// ---- case memberships ---------------------------------------------------------
+
+// E-step pieces on the current parameters; the working arrays are made here
+// when the caller has not kept them.
+bool run_estep() {
+  bool own = model.prob_comp == nullptr;
+  if (own) alloc_prob();
+  compute_complete_prob();
+  compute_incomplete_prob();
+  compute_conditional_prob();
+  return own;
+}
+
+void compute_case_member_prob_nolog() {
+  bool own = run_estep();
+  for (int k = 0; k < num_k(); k++)
+    for (int n = 0; n < num_e(); n++) {
+      member.prob_mem_case[k][n] = model.prob_cond[k][n];
+      member.prob_compo_case[k][n] = model.prob_comp[k][n] / model.param_c[k];
+    }
+  for (int n = 0; n < num_e(); n++) member.prob_case[n] = model.prob_incomp[n];
+  if (own) release_prob();
+}
+
+void compute_case_member_prob_log() {
+  bool own = run_estep();
+  for (int k = 0; k < num_k(); k++)
+    for (int n = 0; n < num_e(); n++) {
+      member.prob_mem_case[k][n] = model.prob_cond[k][n];
+      // The class probability itself (not its log) is subtracted: the
+      // component column of the log path is P(k) P(x|k) exp(-P(k)).
+      member.prob_compo_case[k][n] = expl(model.prob_comp[k][n] - model.param_c[k]);
+    }
+  for (int n = 0; n < num_e(); n++) member.prob_case[n] = expl(model.prob_incomp[n]);
+  if (own) release_prob();
+}
+
+// ---- attribute memberships ------------------------------------------------------
+
+void compute_attr_member_prob_nolog_w() {
+  for (int d = 0; d < num_d(); d++)
+    for (int v = 0; v < cases.num_word[d]; v++) {
+      member.prob_w[d][v] = 0.0L;
+      for (int k = 0; k < num_k(); k++) {
+        member.prob_mem_w[k][d][v] = model.param_c[k] * model.param_w[k][d][v];
+        member.prob_w[d][v] += member.prob_mem_w[k][d][v];
+      }
+      for (int k = 0; k < num_k(); k++) {
+        member.prob_compo_w[k][d][v] = model.param_w[k][d][v];
+        member.prob_mem_w[k][d][v] /= member.prob_w[d][v];
+      }
+    }
+}
+
+// log of the sum of exp(a_k) over the classes, scaled by the largest term
+// (the first class wins ties).
+long double log_sum_exp(const long double *a, int n) {
+  if (n < 1) return 0.0L;
+  long double m = a[0];
+  for (int k = 1; k < n; k++)
+    if (a[k] > m) m = a[k];
+  long double s = 0.0L;
+  for (int k = 0; k < n; k++) s += expl(a[k] - m);
+  return m + logl(s);
+}
+
+void compute_attr_member_prob_log_w() {
+  std::vector<long double> a(num_k() > 0 ? num_k() : 1);
+  for (int d = 0; d < num_d(); d++)
+    for (int v = 0; v < cases.num_word[d]; v++) {
+      for (int k = 0; k < num_k(); k++) {
+        a[k] = logl(model.param_c[k]) + logl(model.param_w[k][d][v]);
+        member.prob_mem_w[k][d][v] = a[k];
+      }
+      member.prob_w[d][v] = log_sum_exp(a.data(), num_k());
+      for (int k = 0; k < num_k(); k++) {
+        member.prob_mem_w[k][d][v] = expl(a[k] - member.prob_w[d][v]);
+        member.prob_compo_w[k][d][v] = model.param_w[k][d][v];
+      }
+    }
+}
+
+// Density of group g of case n under class k (a log density when `log`);
+// *present is false when the whole group is missing.
+long double group_density(int k, int g, int n, bool log, bool *present) {
+  const CaseRecord &rec = cases.freq_list[n];
+  int size = settings.gauss_attr_size[g], miss = rec.num_miss_gauss[g];
+  *present = miss < size;
+  if (!*present) return 0.0L;
+  const long double *x = rec.gauss[g];
+  const long double *mu = model.param_u[k][g];
+  long double *const *s = model.param_s[k][g];
+  if (miss == 0) {
+    long double *const *p = model.param_p[k][g];
+    long double det = model.param_sdet[k][g];
+    return log ? lgauss_prec(x, mu, s, p, det) : gauss_prec(x, mu, s, p, det);
+  }
+  std::vector<int> observed(size);
+  for (int i = 0; i < size; i++) observed[i] = rec.miss_g[g][i] ? 0 : 1;
+  return log ? lgauss_marginal(x, mu, s, observed.data()) : gauss_marginal(x, mu, s, observed.data());
+}
+
+void compute_attr_member_prob_nolog_g() {
+  for (int g = 0; g < num_g(); g++)
+    for (int n = 0; n < num_e(); n++) {
+      member.prob_g[g][n] = 0.0L;
+      for (int k = 0; k < num_k(); k++) {
+        bool present = false;
+        long double f = group_density(k, g, n, false, &present);
+        member.prob_mem_g[k][g][n] = model.param_c[k];
+        if (present) {
+          member.prob_compo_g[k][g][n] = f;
+          member.prob_mem_g[k][g][n] *= f;
+        }
+        member.prob_g[g][n] += member.prob_mem_g[k][g][n];
+      }
+      for (int k = 0; k < num_k(); k++) member.prob_mem_g[k][g][n] /= member.prob_g[g][n];
+    }
+}
+
+void compute_attr_member_prob_log_g() {
+  std::vector<long double> a(num_k() > 0 ? num_k() : 1);
+  for (int g = 0; g < num_g(); g++)
+    for (int n = 0; n < num_e(); n++) {
+      for (int k = 0; k < num_k(); k++) {
+        bool present = false;
+        long double f = group_density(k, g, n, true, &present);
+        a[k] = logl(model.param_c[k]);
+        if (present) {
+          member.prob_compo_g[k][g][n] = f;
+          a[k] += f;
+        }
+      }
+      member.prob_g[g][n] = log_sum_exp(a.data(), num_k());
+      for (int k = 0; k < num_k(); k++) member.prob_mem_g[k][g][n] = expl(a[k] - member.prob_g[g][n]);
+    }
+}
+
+void compute_attr_member_prob_nolog() {
+  compute_attr_member_prob_nolog_w();
+  compute_attr_member_prob_nolog_g();
+}
+
+void compute_attr_member_prob_log() {
+  compute_attr_member_prob_log_w();
+  compute_attr_member_prob_log_g();
+}
+
+// ---- hard clustering ----------------------------------------------------------------
+
+// Class with the largest probability; ties and all-zero columns go to the
+// lowest class.
+int most_probable(long double *const *prob, int item) {
+  int best = 0;
+  long double max = 0.0L;
+  for (int k = 0; k < num_k(); k++)
+    if (prob[k][item] > max) {
+      max = prob[k][item];
+      best = k;
+    }
+  return best;
+}
+
+// Counts the members of each class and lists them in item order.
+void list_members(const int *pred, int n, int *freq, int **lists) {
+  for (int k = 0; k < num_k(); k++) freq[k] = 0;
+  for (int i = 0; i < n; i++) freq[pred[i]]++;
+  std::vector<int> fill(num_k() > 0 ? num_k() : 1, 0);
+  for (int k = 0; k < num_k(); k++) lists[k] = new_array<int>(freq[k], 20);
+  for (int i = 0; i < n; i++) lists[pred[i]][fill[pred[i]]++] = i;
+}
+
+void cluster_cases() {
+  clusters.cluster_case_pred = new_array<int>(num_e(), 21);
+  clusters.cluster_case_freq = new_array<int>(num_k(), 22);
+  clusters.cluster_case = new_array<int *>(num_k(), 23);
+  for (int n = 0; n < num_e(); n++) clusters.cluster_case_pred[n] = most_probable(member.prob_mem_case, n);
+  list_members(clusters.cluster_case_pred, num_e(), clusters.cluster_case_freq, clusters.cluster_case);
+}
+
+void cluster_values() {
+  clusters.cluster_w_pred = new_array<int *>(num_d(), 24);
+  clusters.cluster_w_freq = new_table<int>(num_d(), num_k(), 25);
+  clusters.cluster_w = new_array<int **>(num_d(), 26);
+  std::vector<long double *> column(num_k() > 0 ? num_k() : 1);
+  for (int d = 0; d < num_d(); d++) {
+    int nv = cases.num_word[d];
+    clusters.cluster_w_pred[d] = new_array<int>(nv, 27);
+    for (int k = 0; k < num_k(); k++) column[k] = member.prob_mem_w[k][d];
+    for (int v = 0; v < nv; v++) clusters.cluster_w_pred[d][v] = most_probable(column.data(), v);
+    clusters.cluster_w[d] = new_array<int *>(num_k(), 28);
+    list_members(clusters.cluster_w_pred[d], nv, clusters.cluster_w_freq[d], clusters.cluster_w[d]);
+    const char **words = cases.word_list[d];
+    for (int k = 0; k < num_k(); k++) {
+      int *list = clusters.cluster_w[d][k];
+      std::stable_sort(list, list + clusters.cluster_w_freq[d][k],
+                       [words](int x, int y) { return compare_word(words[x], words[y]) < 0; });
+    }
+  }
+}
+
+void cluster_groups() {
+  clusters.cluster_g_pred = new_array<int *>(num_g(), 29);
+  clusters.cluster_g_freq = new_table<int>(num_g(), num_k(), 30);
+  clusters.cluster_g = new_array<int **>(num_g(), 31);
+  std::vector<long double *> column(num_k() > 0 ? num_k() : 1);
+  for (int g = 0; g < num_g(); g++) {
+    clusters.cluster_g_pred[g] = new_array<int>(num_e(), 32);
+    for (int k = 0; k < num_k(); k++) column[k] = member.prob_mem_g[k][g];
+    for (int n = 0; n < num_e(); n++) clusters.cluster_g_pred[g][n] = most_probable(column.data(), n);
+    clusters.cluster_g[g] = new_array<int *>(num_k(), 33);
+    list_members(clusters.cluster_g_pred[g], num_e(), clusters.cluster_g_freq[g], clusters.cluster_g[g]);
+  }
+}
+
+void write_cluster_file() {
+  FILE *fp = fopen(settings.fname_cluster, "wb");
+  if (fp == nullptr) die("Couldn't open %s\n", settings.fname_cluster);
+  print_cluster(fp);
+  fclose(fp);
+}
+
+// ---- the read-parameter run -----------------------------------------------------------
+
+void read_phase_no_em() {
+  settings.stime_read = current_sec();
+  settings.stime_lap_read = elapsed_sec();
+  read_param();
+  read_freq();
+  settings.etime_read = current_sec();
+  settings.etime_lap_read = elapsed_sec();
+}
+
+void member_phase_no_em() {
+  if (settings.mode_memp) {
+    print_msg("Computing membership distributions...");
+    settings.stime_memp = current_sec();
+    settings.stime_lap_memp = elapsed_sec();
+  }
+  alloc_prob_mem();
+  alloc_prob();
+  compute_case_member_prob();
+  compute_attr_member_prob();
+  release_prob();
+  if (!settings.mode_memp) return;
+  FILE *fp = fopen(settings.fname_memp, "wb");
+  if (fp == nullptr) die("Couldn't open %s\n", settings.fname_memp);
+  print_case_member_prob(fp);
+  if (settings.mode_show_attr_memp) print_attr_member_prob(fp);
+  fclose(fp);
+  settings.etime_memp = current_sec();
+  settings.etime_lap_memp = elapsed_sec();
+  print_msg("done\n");
+}
+
+void cluster_phase_no_em() {
+  settings.stime_cluster = current_sec();
+  settings.stime_lap_cluster = elapsed_sec();
+  cluster_main();
+  settings.etime_cluster = current_sec();
+  settings.etime_lap_cluster = elapsed_sec();
+}
+
+}  // namespace
+
+void alloc_prob_mem() {
+  member.prob_mem_case = new_table<long double>(num_k(), num_e(), 1);
+  member.prob_compo_case = new_table<long double>(num_k(), num_e(), 2);
+  member.prob_case = new_array<long double>(num_e(), 3);
+  if (num_d() > 0) {
+    member.prob_mem_w = new_value_table(4);
+    member.prob_compo_w = new_value_table(5);
+    member.prob_w = new_array<long double *>(num_d(), 6);
+    for (int d = 0; d < num_d(); d++) member.prob_w[d] = new_array<long double>(cases.num_word[d], 7);
+  }
+  if (num_g() > 0) {
+    member.prob_mem_g = new_group_table(8);
+    member.prob_compo_g = new_group_table(9);
+    member.prob_g = new_table<long double>(num_g(), num_e(), 10);
+  }
+}
+
+void release_prob_mem() {
+  free_table(member.prob_mem_case, num_k());
+  free_table(member.prob_compo_case, num_k());
+  free(member.prob_case);
+  member.prob_case = nullptr;
+  free_value_table(member.prob_mem_w);
+  free_value_table(member.prob_compo_w);
+  free_table(member.prob_w, num_d());
+  free_group_table(member.prob_mem_g);
+  free_group_table(member.prob_compo_g);
+  free_table(member.prob_g, num_g());
+}
+
+void compute_case_member_prob() {
+  if (use_log_scale())
+    compute_case_member_prob_log();
+  else
+    compute_case_member_prob_nolog();
+}
+
+void compute_attr_member_prob() {
+  if (use_log_scale())
+    compute_attr_member_prob_log();
+  else
+    compute_attr_member_prob_nolog();
+}
+
+void cluster_main() {
+  if (settings.mode_show_attr_cluster)
+    print_msg("Clustering cases and attribute values...");
+  else
+    print_msg("Clustering cases...");
+  if (settings.cl_type != 1) die("Internal error: Unsupported clustering method\n");
+  cluster_cases();
+  cluster_values();
+  cluster_groups();
+  write_cluster_file();
+  print_cluster_freq(settings.fp_log);
+  print_msg("done\n");
+}
+
+void release_cluster() {
+  free(clusters.cluster_case_pred);
+  free(clusters.cluster_case_freq);
+  clusters.cluster_case_pred = clusters.cluster_case_freq = nullptr;
+  free_table(clusters.cluster_case, num_k());
+  free_table(clusters.cluster_w_pred, num_d());
+  free_table(clusters.cluster_w_freq, num_d());
+  for (int d = 0; d < num_d() && clusters.cluster_w != nullptr; d++) free_table(clusters.cluster_w[d], num_k());
+  free(clusters.cluster_w);
+  clusters.cluster_w = nullptr;
+  free_table(clusters.cluster_g_pred, num_g());
+  free_table(clusters.cluster_g_freq, num_g());
+  for (int g = 0; g < num_g() && clusters.cluster_g != nullptr; g++) free_table(clusters.cluster_g[g], num_k());
+  free(clusters.cluster_g);
+  clusters.cluster_g = nullptr;
+}
+
+void no_em_main() {
+  read_phase_no_em();
+  set_smooth_auto();
+  model.num_kvalue = 1;  // the size section describes the one model read
+  print_size(settings.fp_log);
+  member_phase_no_em();
+  cluster_phase_no_em();
+  release_cluster();
+  release_param();
+  release_prob_mem();
+  print_time(settings.fp_log);
+}
