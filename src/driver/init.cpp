@@ -1,5 +1,6 @@
 #include "driver/init.h"
 
+#include <climits>
 #include <cstdlib>
 #include <cstring>
 
@@ -134,7 +135,9 @@ void parse_gauss_group(GaussSpec *node) {
       mark[i] = 1;
     }
   });
-  node->attrs = static_cast<int *>(xmalloc0(sizeof(int) * n, "init.cpp", 5));
+  int size = 0;
+  for (int i = 0; i < n; i++) size += mark[i];
+  node->attrs = static_cast<int *>(xmalloc0(sizeof(int) * size, "init.cpp", 5));
   node->size = 0;
   for (int i = 0; i < n; i++)
     if (mark[i]) node->attrs[node->size++] = i;
@@ -243,10 +246,12 @@ void parse_class_range(const char *text) {
   settings.mode_search_num_class = 1;
 }
 
-// True when the whole text is an integer (standard conversion rules).
+// True when the whole text is an integer (standard conversion rules);
+// values beyond the int range saturate.
 int whole_int(const char *text, long *out) {
   char *end = nullptr;
-  *out = strtol(text, &end, 10);
+  long v = strtol(text, &end, 10);
+  *out = v > INT_MAX ? INT_MAX : v < INT_MIN ? INT_MIN : v;
   return end != text && *end == '\0';
 }
 

@@ -1,6 +1,8 @@
 #include "driver/xgetopt.h"
 
 #include <cctype>
+#include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -305,19 +307,30 @@ char *get_option_str(int id, const XOption *table, int long_only) {
   return nullptr;
 }
 
+// Out-of-range values saturate, as the 32-bit conversions do, instead of
+// wrapping into a small and plausible-looking value.
 int parse_int(const char *text) {
   if (text[0] == '\0') die("Null string specified for an integer\n");
   char *end = nullptr;
   long v = strtol(text, &end, 10);
   if (end == text || *end != '\0') die("Couldn't parse as an integer -- %s\n", text);
+  if (v > INT_MAX) return INT_MAX;
+  if (v < INT_MIN) return INT_MIN;
   return static_cast<int>(v);
 }
 
+// A leading minus wraps ("-1" is the largest value); a magnitude beyond the
+// range saturates at the largest value.
 unsigned int parse_uint(const char *text) {
   if (text[0] == '\0') die("Null string specified for an unsigned integer\n");
   char *end = nullptr;
+  errno = 0;
   unsigned long v = strtoul(text, &end, 10);
   if (end == text || *end != '\0') die("Couldn't parse as an unsigned integer -- %s\n", text);
+  const char *p = text;
+  while (isspace(static_cast<unsigned char>(*p))) p++;
+  unsigned long magnitude = *p == '-' ? 0UL - v : v;
+  if (errno == ERANGE || magnitude > UINT_MAX) return UINT_MAX;
   return static_cast<unsigned int>(v);
 }
 

@@ -1,6 +1,7 @@
 // Reads a parameter file back into the model: the class count, the value
 // dictionaries of the discrete attributes and the parameter set. Rows are
-// collected in per-class arrays that grow while the class section is read.
+// collected in per-class arrays that grow while the class section is read;
+// those arrays and the row checks serve the hyperparameter file reader too.
 #include "input/read_param.h"
 
 #include <sys/types.h>
@@ -23,25 +24,12 @@
 namespace {
 
 const char kModule[] = "read_param.cpp";
-enum { INIT_CLASS_CAP = 4, INIT_VALUE_CAP = 8, VALUE_TEXT_MAX = 255 };
+enum { INIT_CLASS_CAP = 4, INIT_VALUE_CAP = 8 };
 
-// Row-level check numbers of the parameter file.
-enum {
-  ID_CLASS_FIELDS = 501, ID_CLASS_INT = 502, ID_CLASS_ORDER = 503, ID_CLASS_REAL = 504,
-  ID_CAT_FIELDS = 511, ID_CAT_INT = 512, ID_CAT_ATTR = 513, ID_CAT_EMPTY = 514, ID_CAT_REAL = 515,
-  ID_GAUSS_SECTION = 521, ID_MEAN_FIELDS = 522, ID_COVAR_FIELDS = 523, ID_GAUSS_INT = 524,
-  ID_GAUSS_REAL = 525, ID_GAUSS_GROUP = 526, ID_GAUSS_CLASS = 527, ID_GAUSS_ATTR = 528
-};
-
-// Parameters read so far; `cap` classes are allocated, `num_class` seen.
-struct ParamBuf {
-  int cap, num_class;
-  long double *c;
-  long double ***w;  // [cap][D][value_cap[d]]
-  int *value_cap;    // [D]
-  Vector **u;        // [cap][G]
-  Matrix **s;        // [cap][G]
-};
+const RowKind kParamRows = {500, "Unexpected number of fields for class probs",
+                            "Unexpected number of fields for discrete attribute probs",
+                            "Unexpected number of fields for means of continuous attributes",
+                            "Unexpected number of fields for covariances of continuous attributes"};
 
 int num_d() { return settings.tuple_size_d; }
 int num_g() { return settings.gauss_size; }
@@ -56,9 +44,9 @@ long double *grow_reals(long double *p, int old_n, int new_n) {
   return p;
 }
 
-void expand_read_param_c(ParamBuf *b, int new_cap) { b->c = grow_reals(b->c, b->cap, new_cap); }
+void expand_read_param_c(ClassRows *b, int new_cap) { b->c = grow_reals(b->c, b->cap, new_cap); }
 
-void expand_read_param_w(ParamBuf *b, int new_cap) {
+void expand_read_param_w(ClassRows *b, int new_cap) {
   b->w = static_cast<long double ***>(xrealloc0(b->w, sizeof(long double **) * new_cap, kModule, 3));
   for (int k = b->cap; k < new_cap; k++) {
     b->w[k] = static_cast<long double **>(calloc_str0(sizeof(long double *) * (num_d() + 1), kModule, 4));
@@ -66,7 +54,7 @@ void expand_read_param_w(ParamBuf *b, int new_cap) {
   }
 }
 
-void expand_read_param_u(ParamBuf *b, int new_cap) {
+void expand_read_param_u(ClassRows *b, int new_cap) {
   b->u = static_cast<Vector **>(xrealloc0(b->u, sizeof(Vector *) * new_cap, kModule, 5));
   for (int k = b->cap; k < new_cap; k++) {
     b->u[k] = static_cast<Vector *>(calloc_str0(sizeof(Vector) * (num_g() + 1), kModule, 6));
@@ -74,7 +62,7 @@ void expand_read_param_u(ParamBuf *b, int new_cap) {
   }
 }
 
-void expand_read_param_s(ParamBuf *b, int new_cap) {
+void expand_read_param_s(ClassRows *b, int new_cap) {
   b->s = static_cast<Matrix **>(xrealloc0(b->s, sizeof(Matrix *) * new_cap, kModule, 7));
   for (int k = b->cap; k < new_cap; k++) {
     b->s[k] = static_cast<Matrix *>(calloc_str0(sizeof(Matrix) * (num_g() + 1), kModule, 8));
@@ -83,61 +71,13 @@ void expand_read_param_s(ParamBuf *b, int new_cap) {
   }
 }
 
-void expand_read_param(ParamBuf *b, int new_cap) {
-  expand_read_param_c(b, new_cap);
-  if (settings.mode_nominal) expand_read_param_w(b, new_cap);
-  if (settings.mode_gauss) {
-    expand_read_param_u(b, new_cap);
-    expand_read_param_s(b, new_cap);
-  }
-  b->cap = new_cap;
-}
-
-void init_param_buf(ParamBuf *b) {
-  memset(b, 0, sizeof *b);
-  b->value_cap = static_cast<int *>(calloc_str0(sizeof(int) * (num_d() + 1), kModule, 9));
-  for (int d = 0; d < num_d(); d++) b->value_cap[d] = INIT_VALUE_CAP;
-  expand_read_param(b, INIT_CLASS_CAP);
-}
-
-void release_param_buf(ParamBuf *b) {
-  for (int k = 0; k < b->cap; k++) {
-    if (b->w != nullptr) {
-      for (int d = 0; d < num_d(); d++) free(b->w[k][d]);
-      free(b->w[k]);
-    }
-    for (int g = 0; g < num_g() && b->u != nullptr; g++) release_vector0(b->u[k][g]);
-    for (int g = 0; g < num_g() && b->s != nullptr; g++) release_matrix0(b->s[k][g]);
-    if (b->u != nullptr) free(b->u[k]);
-    if (b->s != nullptr) free(b->s[k]);
-  }
-  free(b->c);
-  free(b->w);
-  free(b->u);
-  free(b->s);
-  free(b->value_cap);
-}
-
 // Makes room for value id `v` of discrete attribute `d` in every class.
-void reserve_value(ParamBuf *b, int d, int v) {
+void reserve_value(ClassRows *b, int d, int v) {
   if (v < b->value_cap[d]) return;
   int n = b->value_cap[d];
   while (n <= v) n *= 2;
   for (int k = 0; k < b->cap; k++) b->w[k][d] = grow_reals(b->w[k][d], b->value_cap[d], n);
   b->value_cap[d] = n;
-}
-
-void read_class_row(SectionReader *r, ParamBuf *b) {
-  if (r->num_fields != 2) section_fault(r, ID_CLASS_FIELDS, "Unexpected number of fields for class probs", -1);
-  int k = section_int(r, 0, ID_CLASS_INT);
-  if (k != b->num_class) section_fault(r, ID_CLASS_ORDER, "Unexpected order of class numbers", 0);
-  if (k >= b->cap) expand_read_param(b, b->cap * 2);
-  b->c[k] = section_real(r, 1, ID_CLASS_REAL);
-  b->num_class = k + 1;
-}
-
-[[noreturn]] void die_inconsistent(const SectionReader *r) {
-  die("[%s, line %d] Found an inconsistent entry (%s)", r->fname, r->line_no, r->line);
 }
 
 // Value id of a discrete value text: new ones are registered while class 0
@@ -153,70 +93,25 @@ int value_id(const SectionReader *r, int d, int k, const char *text) {
   return v;
 }
 
-void read_cat_row(SectionReader *r, ParamBuf *b) {
-  if (r->num_fields != 4)
-    section_fault(r, ID_CAT_FIELDS, "Unexpected number of fields for discrete attribute probs", -1);
-  int a = section_int(r, 0, ID_CAT_INT);
-  int d = discrete_index(a);
-  if (d < 0) section_fault(r, ID_CAT_ATTR, "Unexpected attribute ID", 0);
-  int k = section_int(r, 1, ID_CAT_INT);
-  if (k < 0 || k >= b->num_class) die("Different number of classes exist in entries for P(c) and P(x1|c)\n");
-  if (r->fields[2][0] == '\0') section_fault(r, ID_CAT_EMPTY, "Empty value", -1);
-  long double p = section_real(r, 3, ID_CAT_REAL);
+void read_param_cat_row(SectionReader *r, ClassRows *b) {
+  int d, k;
   char text[VALUE_TEXT_MAX + 1];
-  snprintf(text, sizeof text, "%s", r->fields[2]);
+  read_cat_keys(r, b, &kParamRows, &d, &k, text);
   int v = value_id(r, d, k, text);
   reserve_value(b, d, v);
-  b->w[k][d][v] = p;
+  b->w[k][d][v] = section_real(r, 3, kParamRows.id_base + ROW_CAT_REAL);
 }
 
-void check_gauss_keys(const SectionReader *r, const ParamBuf *b, int g, int k) {
-  if (g < 0 || g >= num_g()) section_fault(r, ID_GAUSS_GROUP, "Unexpected Gauss ID", 0);
-  if (k < 0 || k >= b->num_class) section_fault(r, ID_GAUSS_CLASS, "Unexpected class number", 1);
-}
-
-void read_mean_row(SectionReader *r, ParamBuf *b) {
-  if (r->num_fields != 4)
-    section_fault(r, ID_MEAN_FIELDS, "Unexpected number of fields for means of continuous attributes", -1);
-  int g = section_int(r, 0, ID_GAUSS_INT), k = section_int(r, 1, ID_GAUSS_INT);
-  int a = section_int(r, 2, ID_GAUSS_INT);
-  long double x = section_real(r, 3, ID_GAUSS_REAL);
-  check_gauss_keys(r, b, g, k);
-  int i = gauss_position(a, g);
-  if (i < 0) section_fault(r, ID_GAUSS_ATTR, "Unexpected attribute ID", 2);
-  b->u[k][g][i] = x;
-}
-
-void read_covar_row(SectionReader *r, ParamBuf *b) {
-  if (r->num_fields != 5)
-    section_fault(r, ID_COVAR_FIELDS, "Unexpected number of fields for covariances of continuous attributes",
-                  -1);
-  int g = section_int(r, 0, ID_GAUSS_INT), k = section_int(r, 1, ID_GAUSS_INT);
-  int a1 = section_int(r, 2, ID_GAUSS_INT), a2 = section_int(r, 3, ID_GAUSS_INT);
-  long double x = section_real(r, 4, ID_GAUSS_REAL);
-  check_gauss_keys(r, b, g, k);
-  int i = gauss_position(a1, g), j = gauss_position(a2, g);
-  if (i < 0) section_fault(r, ID_GAUSS_ATTR, "Unexpected attribute ID", 2);
-  if (j < 0) section_fault(r, ID_GAUSS_ATTR, "Unexpected attribute ID", 3);
-  // Only the upper triangle is kept; it is mirrored once the file is read.
-  if (i <= j)
-    b->s[k][g][i][j] = x;
-  else
-    b->s[k][g][j][i] = x;
-}
-
-void read_param_row(SectionReader *r, ParamBuf *b) {
+void read_param_row(SectionReader *r, ClassRows *b) {
   int sec = r->section;
   if (sec == 1) {
-    read_class_row(r, b);
+    read_class_row(r, b, &kParamRows);
   } else if (sec <= 1 + num_d()) {
-    read_cat_row(r, b);
+    read_param_cat_row(r, b);
   } else {
-    if (!settings.mode_gauss) section_fault(r, ID_GAUSS_SECTION, "Unexpected Gaussian parameters", -1);
-    if ((sec - num_d() - 2) % 2 == 0)
-      read_mean_row(r, b);
-    else
-      read_covar_row(r, b);
+    if (!settings.mode_gauss)
+      section_fault(r, kParamRows.id_base + ROW_GAUSS_SECTION, "Unexpected Gaussian parameters", -1);
+    read_gauss_row(r, b, &kParamRows, 1, (sec - num_d() - 2) % 2 == 0 ? 1 : 2);
   }
 }
 
@@ -238,7 +133,7 @@ void set_up_value_lists() {
   for (int d = 0; d < num_d(); d++) build_print_order(d);
 }
 
-void store_class_params(const ParamBuf *b) {
+void store_class_params(const ClassRows *b) {
   for (int k = 0; k < b->num_class; k++) {
     long double p = b->c[k];
     if (!(p >= 0.0L && p <= 1.0L)) die(conv_msg("Unexpected class parameter: %.Nf (class=%d)"), p, k);
@@ -255,17 +150,118 @@ void store_class_params(const ParamBuf *b) {
       }
 }
 
-void store_gauss_params(const ParamBuf *b) {
-  for (int k = 0; k < b->num_class; k++)
-    for (int g = 0; g < num_g(); g++) {
-      copy_vector(model.param_u[k][g], b->u[k][g]);
-      copy_matrix(model.param_s[k][g], b->s[k][g]);
-      copy_upper_to_lower(model.param_s[k][g]);
-      model.param_sdet[k][g] = invert_covariance(model.param_s[k][g], model.param_p[k][g], "read_param");
-    }
+}  // namespace
+
+// ---- per-class rows shared with the hyperparameter file -----------------------
+
+void init_class_rows(ClassRows *b, const int *value_cap) {
+  memset(b, 0, sizeof *b);
+  b->value_cap = static_cast<int *>(calloc_str0(sizeof(int) * (num_d() + 1), kModule, 9));
+  for (int d = 0; d < num_d(); d++) b->value_cap[d] = value_cap != nullptr ? value_cap[d] : INIT_VALUE_CAP;
+  expand_class_rows(b, INIT_CLASS_CAP);
 }
 
-}  // namespace
+void expand_class_rows(ClassRows *b, int new_cap) {
+  expand_read_param_c(b, new_cap);
+  if (settings.mode_nominal) expand_read_param_w(b, new_cap);
+  if (settings.mode_gauss) {
+    expand_read_param_u(b, new_cap);
+    expand_read_param_s(b, new_cap);
+  }
+  b->cap = new_cap;
+}
+
+void release_class_rows(ClassRows *b) {
+  for (int k = 0; k < b->cap; k++) {
+    if (b->w != nullptr) {
+      for (int d = 0; d < num_d(); d++) free(b->w[k][d]);
+      free(b->w[k]);
+    }
+    for (int g = 0; g < num_g() && b->u != nullptr; g++) release_vector0(b->u[k][g]);
+    for (int g = 0; g < num_g() && b->s != nullptr; g++) release_matrix0(b->s[k][g]);
+    if (b->u != nullptr) free(b->u[k]);
+    if (b->s != nullptr) free(b->s[k]);
+  }
+  free(b->c);
+  free(b->w);
+  free(b->u);
+  free(b->s);
+  free(b->value_cap);
+  memset(b, 0, sizeof *b);
+}
+
+void read_class_row(SectionReader *r, ClassRows *b, const RowKind *kind) {
+  if (r->num_fields != 2) section_fault(r, kind->id_base + ROW_CLASS_FIELDS, kind->class_fields, -1);
+  int k = section_int(r, 0, kind->id_base + ROW_CLASS_INT);
+  if (k != b->num_class) section_fault(r, kind->id_base + ROW_CLASS_ORDER, "Unexpected order of class numbers", 0);
+  if (k >= b->cap) expand_class_rows(b, b->cap * 2);
+  b->c[k] = section_real(r, 1, kind->id_base + ROW_CLASS_REAL);
+  b->num_class = k + 1;
+}
+
+void read_cat_keys(const SectionReader *r, const ClassRows *b, const RowKind *kind, int *d, int *k,
+                   char *text) {
+  if (r->num_fields != 4) section_fault(r, kind->id_base + ROW_CAT_FIELDS, kind->cat_fields, -1);
+  *d = discrete_index(section_int(r, 0, kind->id_base + ROW_CAT_INT));
+  if (*d < 0) section_fault(r, kind->id_base + ROW_CAT_ATTR, "Unexpected attribute ID", 0);
+  *k = section_int(r, 1, kind->id_base + ROW_CAT_INT);
+  if (*k < 0 || *k >= b->num_class) die("Different number of classes exist in entries for P(c) and P(x1|c)\n");
+  if (r->fields[2][0] == '\0') section_fault(r, kind->id_base + ROW_CAT_EMPTY, "Empty value", -1);
+  snprintf(text, VALUE_TEXT_MAX + 1, "%s", r->fields[2]);
+}
+
+void die_inconsistent(const SectionReader *r) {
+  die("[%s, line %d] Found an inconsistent entry (%s)", r->fname, r->line_no, r->line);
+}
+
+int read_class_key(const SectionReader *r, const ClassRows *b, const RowKind *kind, int field) {
+  int k = section_int(r, field, kind->id_base + ROW_GAUSS_INT);
+  if (k < 0 || k >= b->num_class)
+    section_fault(r, kind->id_base + ROW_GAUSS_CLASS, "Unexpected class number", field);
+  return k;
+}
+
+int read_group_key(const SectionReader *r, const RowKind *kind, int field) {
+  int g = section_int(r, field, kind->id_base + ROW_GAUSS_INT);
+  if (g < 0 || g >= num_g()) section_fault(r, kind->id_base + ROW_GAUSS_GROUP, "Unexpected Gauss ID", field);
+  return g;
+}
+
+void read_gauss_row(const SectionReader *r, ClassRows *b, const RowKind *kind, int class_field, int n_attr) {
+  if (r->num_fields != 3 + n_attr)
+    section_fault(r, kind->id_base + (n_attr == 1 ? ROW_MEAN_FIELDS : ROW_COVAR_FIELDS),
+                  n_attr == 1 ? kind->mean_fields : kind->covar_fields, -1);
+  // Every field's format is checked before the keys' ranges.
+  for (int f = 0; f < 2; f++) section_int(r, f, kind->id_base + ROW_GAUSS_INT);
+  int attr[2] = {0, 0};
+  for (int i = 0; i < n_attr; i++) attr[i] = section_int(r, 2 + i, kind->id_base + ROW_GAUSS_INT);
+  long double x = section_real(r, 2 + n_attr, kind->id_base + ROW_GAUSS_REAL);
+  int g = read_group_key(r, kind, 1 - class_field);
+  int k = read_class_key(r, b, kind, class_field);
+  int pos[2] = {0, 0};
+  for (int i = 0; i < n_attr; i++) {
+    pos[i] = gauss_position(attr[i], g);
+    if (pos[i] < 0) section_fault(r, kind->id_base + ROW_GAUSS_ATTR, "Unexpected attribute ID", 2 + i);
+  }
+  if (n_attr == 1) {
+    b->u[k][g][pos[0]] = x;
+    return;
+  }
+  // Only the upper triangle is kept; it is mirrored once the file is read.
+  int i = pos[0] < pos[1] ? pos[0] : pos[1], j = pos[0] < pos[1] ? pos[1] : pos[0];
+  b->s[k][g][i][j] = x;
+}
+
+void store_gauss_rows(const ClassRows *b, Vector **u, Matrix **s, Matrix **p, long double **det,
+                      const char *where) {
+  for (int k = 0; k < b->num_class; k++)
+    for (int g = 0; g < num_g(); g++) {
+      copy_vector(u[k][g], b->u[k][g]);
+      copy_matrix(s[k][g], b->s[k][g]);
+      copy_upper_to_lower(s[k][g]);
+      det[k][g] = invert_covariance(s[k][g], p[k][g], where);
+    }
+}
 
 // ---- sectioned file reader --------------------------------------------------
 
@@ -372,8 +368,8 @@ void read_param() {
   SectionReader r;
   open_section_reader(&r, settings.fname_param);
   create_dictionaries();
-  ParamBuf b;
-  init_param_buf(&b);
+  ClassRows b;
+  init_class_rows(&b, nullptr);
   int max_section = 1 + num_d() + 2 * num_g();
   while (next_data_line(&r)) {
     if (r.section > max_section) die("Too many attribute parameter fields in %s\n", r.fname);
@@ -386,8 +382,9 @@ void read_param() {
   set_up_value_lists();
   alloc_param();
   store_class_params(&b);
-  if (settings.mode_gauss) store_gauss_params(&b);
-  release_param_buf(&b);
+  if (settings.mode_gauss)
+    store_gauss_rows(&b, model.param_u, model.param_s, model.param_p, model.param_sdet, "read_param");
+  release_class_rows(&b);
   if (settings.mode_verbose) print_attr_list(settings.fp_log);
   print_msg("done\n");
 }

@@ -221,6 +221,7 @@ int refresh_precisions() {
   if (!settings.mode_gauss) return 0;
   for (int k = 0; k < num_k(); k++)
     for (int g = 0; g < num_g(); g++) {
+      matrix_err.err_inv = 0;  // left untouched by the closed forms of small orders
       model.param_sdet[k][g] = invert_c(model.param_s[k][g], model.param_p[k][g]);
       if (matrix_err.err_inv != 0) return 1;
     }

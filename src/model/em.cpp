@@ -89,11 +89,16 @@ bool check_singular(int i) {
 
 bool same_itemp(int i) { return fabsl(model.log_itemp[i] - model.log_itemp[i - 1]) < kDecreaseTol; }
 
-// Stops the program when the objective fell.
-void check_decrease(int r, int i) {
+// True when the objective fell by more than the tolerance; under annealing
+// only a step taken at an unchanged temperature counts.
+bool is_decreased(int i) {
+  if (settings.mode_daem && !same_itemp(i)) return false;
+  return model.lambda_[i - 1] - model.lambda_[i] > kDecreaseTol;
+}
+
+// Writes the decrease and the parameters to the log, then stops the program.
+[[noreturn]] void report_decrease(int r, int i) {
   long double before = model.lambda_[i - 1], after = model.lambda_[i];
-  if (settings.mode_daem && !same_itemp(i)) return;
-  if (!(before - after > kDecreaseTol)) return;
   print_decrease(settings.fp_log, r, i);
   print_param(settings.fp_log);
   if (settings.mode_daem)
@@ -107,29 +112,27 @@ void check_decrease(int r, int i) {
 
 enum Verdict { GO_ON, END_RUN, END_PHASE };
 
-Verdict convergence(int i, int max, long double beta) {
+Verdict stop_run(const char *fmt, int i) {
+  print_msg(fmt, i, model.lambda_[i]);
+  return END_RUN;
+}
+
+// Plain EM: the iteration limit, or a gain below epsilon (one-sided).
+Verdict is_converged(int i, int max) {
+  if (i >= max) return stop_run(" (Stopped: %d iters)\tL=%.Nf\n", i);
+  if (model.lambda_[i] - model.lambda_[i - 1] < settings.epsilon)
+    return stop_run(" (Converged: %d iters)\tL=%.Nf\n", i);
+  return GO_ON;
+}
+
+// Annealed EM: only a positive gain below epsilon at an unchanged temperature
+// converges; below beta = 1 either end only closes the phase, silently.
+Verdict is_converged_daem(int i, int max, long double beta) {
   long double diff = model.lambda_[i] - model.lambda_[i - 1];
-  if (!settings.mode_daem) {
-    if (i >= max) {
-      print_msg(" (Stopped: %d iters)\tL=%.Nf\n", i, model.lambda_[i]);
-      return END_RUN;
-    }
-    if (diff < settings.epsilon) {
-      print_msg(" (Converged: %d iters)\tL=%.Nf\n", i, model.lambda_[i]);
-      return END_RUN;
-    }
-    return GO_ON;
-  }
   bool small = same_itemp(i) && 0 < diff && diff < settings.epsilon;
   if (beta < 1.0L) return (i >= max || small) ? END_PHASE : GO_ON;
-  if (i >= max) {
-    print_msg(" (Stopped: %d iters)\tL=%.Nf\n", i, model.lambda_[i]);
-    return END_RUN;
-  }
-  if (small) {
-    print_msg(" (Converged: %d iters)\tL=%.Nf\n", i, model.lambda_[i]);
-    return END_RUN;
-  }
+  if (i >= max) return stop_run(" (Stopped: %d iters)\tL=%.Nf\n", i);
+  if (small) return stop_run(" (Converged: %d iters)\tL=%.Nf\n", i);
   return GO_ON;
 }
 
@@ -185,7 +188,10 @@ void initialize_param() {
   if (settings.mode_gauss) {
     for (int k = 0; k < settings.num_class; k++)
       for (int g = 0; g < settings.gauss_size; g++) init_param_gauss(k, g);
-    if (refresh_precisions() != 0) die_numeric("initialize_param", "Failed to invert covariances\n");
+    if (refresh_precisions() != 0) {
+      print_param(settings.fp_log);
+      die_numeric("initialize_param", "Failed to invert covariances\n");
+    }
   }
   if (settings.mode_verbose) print_param(settings.fp_log);
 }
@@ -209,8 +215,8 @@ int em_iterate_body(int r, int i, int max, long double beta0) {
     i++;
     if (i >= model.ll_size) expand_loglike_all();
     evaluate(i, beta);
-    check_decrease(r, i);
-    Verdict v = convergence(i, max, beta);
+    if (is_decreased(i)) report_decrease(r, i);
+    Verdict v = settings.mode_daem ? is_converged_daem(i, max, beta) : is_converged(i, max);
     if (v == END_RUN) break;
     if (v == END_PHASE) raise_itemp(i, &beta);
   }

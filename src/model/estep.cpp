@@ -182,6 +182,10 @@ void add_moments(int k, int g, long double w, const long double *x) {
   }
 }
 
+[[noreturn]] void die_singular_block() {
+  die_numeric("compute_expect_gauss0", "Failed to invert covariances\n");
+}
+
 // Conditional mean of the missing components (written into xt, which holds x)
 // and conditional covariance of the missing block (into cov, zero elsewhere),
 // given the observed ones, under class k.
@@ -193,8 +197,11 @@ void impute_general(int k, int g, const CaseRecord &rec, Vector xt, Matrix cov) 
   int no = d - rec.num_miss_gauss[g];
   Matrix soo = alloc_proj_matrix_n(s, obs, obs, no, no);
   Matrix poo = alloc_matrix(no, no);
-  invert_c(soo, poo);
-  if (matrix_err.err_inv != 0) die_numeric("compute_expect_gauss0", "Failed to invert covariances\n");
+  // The closed forms for up to three observed components leave the flag
+  // alone and show a singular block only by a zero determinant.
+  matrix_err.err_inv = 0;
+  long double det = invert_c(soo, poo);
+  if (matrix_err.err_inv != 0 || det == 0) die_singular_block();
   int *oi = static_cast<int *>(xmalloc0(sizeof(int) * d, "estep.cpp", 2));
   for (int i = 0, n = 0; i < d; i++)
     if (obs[i]) oi[n++] = i;
@@ -227,6 +234,7 @@ void impute_bivariate(int k, int g, const CaseRecord &rec, Vector xt, Matrix cov
   int m = rec.miss_g[g][0] ? 0 : 1, o = 1 - m;
   const long double *mu = model.param_u[k][g];
   long double **s = model.param_s[k][g];
+  if (s[o][o] == 0) die_singular_block();
   xt[m] = mu[m] + (rec.gauss[g][o] - mu[o]) * s[m][o] / s[o][o];
   cov[m][m] = s[m][m] - s[m][o] * s[m][o] / s[o][o];
 }

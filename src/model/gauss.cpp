@@ -25,6 +25,8 @@ enum { STACK_DIM = 32 };  // dimensions handled without pool scratch space
   die_numeric("check_gauss", what);
 }
 
+// Every public log form, the statistics forms included, passes its result
+// through this check.
 long double check_gauss(long double r) {
   if (std::isnan(r)) gauss_failure("Computed Gaussian p.d.f. is not a number\n");
   if (std::isinf(r)) gauss_failure("Computed Gaussian p.d.f. is not finite\n");
@@ -171,12 +173,13 @@ long double lgauss_stat(long double n, const long double *sum, long double *cons
                         const long double *mu, long double *const *s) {
   check_stat_shapes(sum, q, mu, "lgauss_stat");
   int d = vector_size(mu);
-  if (d <= 1) return d == 1 ? lgauss_stat_1d(n, sum[0], q[0][0], mu[0], s[0][0]) : 0.0L;
+  if (d == 0) return 0.0L;
+  if (d == 1) return check_gauss(lgauss_stat_1d(n, sum[0], q[0][0], mu[0], s[0][0]));
   Matrix p = alloc_matrix(d, d);
   long double det = invert_c(s, p);
   long double r = lgauss_stat_with_prec(n, sum, q, mu, s, p, det);
   release_matrix0(p);
-  return r;
+  return check_gauss(r);
 }
 
 long double gauss_stat(long double n, const long double *sum, long double *const *q,
@@ -189,7 +192,7 @@ long double lgauss_stat_prec(long double n, const long double *sum, long double 
                              long double det) {
   check_stat_shapes(sum, q, mu, "lgauss_stat_prec");
   if (vector_size(mu) == 0) return 0.0L;
-  return lgauss_stat_with_prec(n, sum, q, mu, s, p, det);
+  return check_gauss(lgauss_stat_with_prec(n, sum, q, mu, s, p, det));
 }
 
 long double gauss_stat_prec(long double n, const long double *sum, long double *const *q,
@@ -217,7 +220,7 @@ long double lgauss_stat_mv_prec(long double n, const long double *sum, long doub
     tr += diag;
   }
   release_matrix0(m);
-  return -0.5L * (tr + n * (d * LOG_2PI + logl(det)));
+  return check_gauss(-0.5L * (tr + n * (d * LOG_2PI + logl(det))));
 }
 
 // ---- partly observed vectors ----

@@ -13,6 +13,7 @@
 #include "model/em.h"
 #include "model/gauss.h"
 #include "model/wishart.h"
+#include "output/print.h"
 
 namespace {
 
@@ -20,9 +21,11 @@ const long double kLog2Pi = 1.8378770664093456L;
 
 long double lng(long double x) { return lngamma(static_cast<double>(x)); }
 
+// Stops on a NaN or infinite score after writing the parameters to the log.
 void check_finite(long double x, const char *where, const char *nan_msg, const char *inf_msg) {
-  if (std::isnan(x)) die_numeric(where, nan_msg);
-  if (std::isinf(x)) die_numeric(where, inf_msg);
+  if (!std::isnan(x) && !std::isinf(x)) return;
+  print_param(settings.fp_log);
+  die_numeric(where, std::isnan(x) ? nan_msg : inf_msg);
 }
 
 }  // namespace

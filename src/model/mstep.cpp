@@ -108,7 +108,10 @@ void update_param() {
         if (settings.mode_smooth_gauss) update_gauss_map(k, g);
         else update_gauss_ml(k, g);
       }
-    if (refresh_precisions() != 0) die_numeric("update_param", "Failed to invert covariances\n");
+    if (refresh_precisions() != 0) {
+      print_param(settings.fp_log);
+      die_numeric("update_param", "Failed to invert covariances\n");
+    }
   }
   if (settings.mode_verbose) print_param(settings.fp_log);
 }

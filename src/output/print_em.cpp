@@ -20,11 +20,13 @@ int discrete_column(int a) {
   return -1;
 }
 
-int k_value(int kidx) {
-  return settings.mode_search_num_class && !settings.mode_read_hparam
-             ? settings.kmin + kidx * settings.kstep
-             : settings.num_class;
+// Rows per K exist only when EM searches a range; a parameter or
+// hyperparameter file fixes K.
+bool searched_range() {
+  return settings.mode_em && settings.mode_search_num_class && !settings.mode_read_hparam;
 }
+
+int k_value(int kidx) { return searched_range() ? settings.kmin + kidx * settings.kstep : settings.num_class; }
 
 bool cases_merged() {
   return !settings.mode_uncompress && !settings.mode_id && !settings.mode_gauss;
@@ -126,7 +128,7 @@ void print_ic(FILE *fp) {
 }
 
 void print_seed(FILE *fp) {
-  bool per_k = settings.mode_search_num_class && !settings.mode_read_hparam;
+  bool per_k = searched_range();
   for (int kidx = 0; kidx < model.num_kvalue; kidx++) {
     int k = k_value(kidx);
     if (per_k) add_desc_id("SEED-K%d", k);
@@ -201,7 +203,7 @@ void print_complete_prob(FILE *fp) {
   add_desc_id("COMP");
   add_desc_col("Class k");
   add_desc_col("Case ID");
-  add_desc_col("Attribute values x");
+  if (!settings.mode_hide_attr) add_desc_col("Attribute values x");
   add_desc_col("Complete data prob. P(k,x)");
   flush_desc(fp);
   for (int k = 0; k < settings.num_class; k++)
@@ -217,7 +219,7 @@ void print_complete_prob(FILE *fp) {
 void print_incomplete_prob(FILE *fp) {
   add_desc_id("INCOMP");
   add_desc_col("Case ID");
-  add_desc_col("Attribute values x");
+  if (!settings.mode_hide_attr) add_desc_col("Attribute values x");
   add_desc_col("Incomplete data prob. P(x)");
   flush_desc(fp);
   for (int e = 0; e < cases.num_entry; e++) {
@@ -231,7 +233,7 @@ void print_incomplete_prob(FILE *fp) {
 void print_conditional_prob(FILE *fp) {
   add_desc_id("COND");
   add_desc_col("Case ID");
-  add_desc_col("Attribute values x");
+  if (!settings.mode_hide_attr) add_desc_col("Attribute values x");
   add_desc_col("Class k, Conditional prob. P(k|x)");
   flush_desc(fp);
   for (int e = 0; e < cases.num_entry; e++) {

@@ -42,7 +42,10 @@ void print_attr_vals(FILE *fp, int a) {
   add_desc_col("ID for the attribute value");
   add_desc_col("Attr. value x%d", col);
   flush_desc(fp);
-  for (int v = 0; v < cases.num_word[a]; v++) print_data(fp, "%d,%s", v, cases.word_list[a][v]);
+  for (int k = 0; k < cases.num_word[a]; k++) {
+    int v = cases.print_order[a][k];
+    print_data(fp, "%d,%s", v, cases.word_list[a][v]);
+  }
 }
 
 void print_stat_basic_cat(FILE *fp) {

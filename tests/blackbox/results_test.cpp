@@ -145,13 +145,19 @@ INSTANTIATE_TEST_SUITE_P(
                   {"-k", "2", "--seed", "11"}}),
     [](const ::testing::TestParamInfo<RoundTrip> &info) { return std::string(info.param.name); });
 
-TEST(ReadParamRun, FailsCleanlyOnMissingOrForeignParameterFiles) {
+TEST(ReadParamRun, SuffixedFileAndCleanFailures) {
   TempDir dir;
   dir.copy_data("titanic_freq.txt");
   RunResult r = run_vesk(dir, {"-f", "titanic", "-x", "4", "-R"});
   EXPECT_EQ(r.status, 1);
   EXPECT_NE(r.err.find("titanic_param.txt"), std::string::npos) << r.err;
   EXPECT_FALSE(dir.exists("titanic_cluster.txt"));
+  // The suffix names the parameter file read as well as the files written.
+  ASSERT_EQ(run_vesk(dir, {"-f", "titanic", "-x", "4", "-k", "2", "--seed", "1", "-s", "a"}).status, 0);
+  r = run_vesk(dir, {"-f", "titanic", "-x", "4", "-R", "-s", "a"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_NE(r.err.find("Reading parameters from titanic_a_param.txt...done\n"), std::string::npos);
+  EXPECT_FALSE(dir.read("titanic_a_cluster.txt").empty());
   // A parameter file that lacks a value of the case file.
   dir.write("titanic_param.txt",
             "#### ID:PARAM-CLASS\n####\n0\t1\n####\n0\t0\t1st\t1\n####\n1\t0\tMale\t1\n"
@@ -159,16 +165,6 @@ TEST(ReadParamRun, FailsCleanlyOnMissingOrForeignParameterFiles) {
   r = run_vesk(dir, {"-f", "titanic", "-x", "4", "-R"});
   EXPECT_EQ(r.status, 1);
   EXPECT_NE(r.err.find("Unknown attribute value -- "), std::string::npos) << r.err;
-}
-
-TEST(ReadParamRun, SuffixNamesTheParameterFileRead) {
-  TempDir dir;
-  dir.copy_data("titanic_freq.txt");
-  ASSERT_EQ(run_vesk(dir, {"-f", "titanic", "-x", "4", "-k", "2", "--seed", "1", "-s", "a"}).status, 0);
-  RunResult r = run_vesk(dir, {"-f", "titanic", "-x", "4", "-R", "-s", "a"});
-  ASSERT_EQ(r.status, 0) << r.err;
-  EXPECT_NE(r.err.find("Reading parameters from titanic_a_param.txt...done\n"), std::string::npos);
-  EXPECT_EQ(dir.read("titanic_a_cluster.txt").size() > 0, true);
 }
 
 }  // namespace

@@ -191,15 +191,16 @@ TEST(SettingsLog, SeedRow) {
   }
 }
 
+// The parameter file read carries the suffix; the case file never does.
 TEST(SettingsLog, ReadParamRunHasNoEmSections) {
   TempDir dir;
   dir.copy_data("titanic_freq.txt");
-  dir.write("titanic_param.txt", "");
-  run_vesk(dir, {"-f", "titanic", "-x", "4", "-R"});
-  std::string log = dir.read("titanic_log.txt");
+  dir.write("titanic_r1_param.txt", "");
+  run_vesk(dir, {"-f", "titanic", "-x", "4", "-R", "-s", "r1"});
+  std::string log = dir.read("titanic_r1_log.txt");
   EXPECT_EQ(section_rows(log, "SETTING-FILE"),
-            (Rows{"Input\tCases\ttitanic_freq.txt", "Input\tParameters\ttitanic_param.txt",
-                  "Output\tClusters\ttitanic_cluster.txt", "Output\tLogs\ttitanic_log.txt"}));
+            (Rows{"Input\tCases\ttitanic_freq.txt", "Input\tParameters\ttitanic_r1_param.txt",
+                  "Output\tClusters\ttitanic_r1_cluster.txt", "Output\tLogs\ttitanic_r1_log.txt"}));
   EXPECT_EQ(section_rows(log, "SETTING-FUNCTION")[0], "Reading parameters\tEnabled");
   for (const char *id : {"SETTING-SELECT", "SETTING-EM", "SETTING-MODEL-HPARAM"})
     EXPECT_TRUE(section_lines(log, id).empty()) << id;

@@ -135,9 +135,13 @@ void expect_close(long double got, long double want) {
 
 TEST_F(ClusterTest, AttributeMembershipsFollowBayesRule) {
   set_up_model();
-  for (int log_path = 0; log_path < 2; log_path++) {
-    SCOPED_TRACE(log_path);
-    settings.mode_log_scale = settings.mode_smooth_strict = log_path;
+  // {--log-scale, strict smoothing}: the log path needs both.
+  const int modes[3][2] = {{0, 0}, {1, 1}, {1, 0}};
+  for (const int *m : modes) {
+    SCOPED_TRACE(testing::Message() << m[0] << m[1]);
+    settings.mode_log_scale = m[0];
+    settings.mode_smooth_strict = m[1];
+    bool log_path = m[0] && m[1];
     compute_attr_member_prob();
     // P(a) = .25 * .2 + .75 * .6 = .5 and P(b) = .2 + .3 = .5
     expect_close(member.prob_w[0][0], log_path ? logl(0.5L) : 0.5L);
@@ -180,14 +184,6 @@ TEST_F(ClusterTest, CaseMembershipsAndTheLogPathComponentColumn) {
       }
     }
   }
-}
-
-TEST_F(ClusterTest, LogScaleWithoutStrictSmoothingUsesThePlainPath) {
-  set_up_model();
-  settings.mode_log_scale = 1;
-  settings.mode_smooth_strict = 0;
-  compute_attr_member_prob();
-  expect_close(member.prob_w[0][0], 0.5L);
 }
 
 TEST_F(ClusterTest, MostProbableClassWithTiesAndSortedValueLists) {
@@ -240,6 +236,9 @@ TEST_F(ClusterTest, MostProbableClassWithTiesAndSortedValueLists) {
       << log_text;
   release_cluster();
   EXPECT_EQ(clusters.cluster_w, nullptr);
+  settings.cl_type = 2;
+  EXPECT_EXIT(cluster_main(), ::testing::ExitedWithCode(1),
+              "Clustering cases and attribute values...Internal error: Unsupported clustering method\n$");
 }
 
 TEST_F(ClusterTest, HiddenAttributesLeaveValueColumnsOnlyInMemberCat) {

@@ -10,12 +10,14 @@
 
 #include "analysis/stat.h"
 #include "base/allocate_matrix.h"
+#include "base/matrix.h"
 #include "base/misc.h"
 #include "driver/vesk.h"
 #include "input/read_freq.h"
 #include "model/allocate.h"
 #include "model/em.h"
 #include "output/print_common.h"
+#include "test_util.h"
 
 namespace em_fixture {
 
@@ -30,43 +32,6 @@ namespace {
 template <typename T>
 T *new_array(size_t n) {
   return static_cast<T *>(calloc(n > 0 ? n : 1, sizeof(T)));
-}
-
-void set_run_defaults(int k) {
-  settings.num_class = k;
-  settings.epsilon = 0.001L;
-  settings.max_iterate = 3000;
-  settings.max_init_iterate = 0;
-  settings.num_init = 1;
-  settings.mode_set_seed = 1;
-  settings.init_type_class = 2;
-  settings.init_type_word = 2;
-  settings.noise_ratio = 0.1L;
-  settings.noise_ratio_gauss = 0.1L;
-  settings.mode_daem = 0;
-  settings.itemp_init = 0.1L;
-  settings.itemp_rate = 1.2L;
-  settings.num_itemp = 13;
-  settings.mode_log_scale = 0;
-  settings.smooth_c = 0;
-  settings.tau = 0;
-  settings.alpha_w = 0;
-  settings.smooth_u = 0;
-  settings.smooth_s = 1.0L;
-  settings.mode_smooth_u = 0;
-  settings.mode_smooth_s = 1;
-  settings.mode_smooth = settings.mode_smooth_strict = settings.mode_smooth_gauss = 0;
-  settings.mode_smooth_auto = 0;
-  settings.mode_smooth_auto_c = settings.mode_smooth_auto_tau = 1;
-  settings.mode_read_hparam = 0;
-  settings.mode_search_num_class = 0;
-  settings.mode_verbose = 0;
-  settings.ic_type = 1;
-  settings.prec_out = 12;
-  settings.prec_msg = 6;
-  settings.format_out = FORMAT_TXT;
-  settings.mode_id = settings.mode_eval = settings.mode_ignore = 0;
-  if (settings.fp_log == nullptr) settings.fp_log = tmpfile();
 }
 
 void set_roles(const std::vector<int> &num_word, const std::vector<int> &dims) {
@@ -163,13 +128,13 @@ void fill_sample_stats() {
 // Builds settings, the case table and the sample statistics, and allocates
 // the model arrays for k classes.
 void load(int k, const std::vector<int> &num_word, const std::vector<int> &dims, const std::vector<Row> &rows) {
-  if (work_buf.buf_base == nullptr) initialize_buffer();
-  if (printer.data_line == nullptr) {
-    initialize_printer();
-    initialize_vector_pool();
-    initialize_matrix_pool();
-  }
-  set_run_defaults(k);
+  static FILE *log = tmpfile();
+  setup_process_state();
+  settings.num_class = k;
+  settings.mode_set_seed = 1;
+  settings.num_itemp = 13;
+  settings.format_out = FORMAT_TXT;
+  settings.fp_log = log;
   set_roles(num_word, dims);
   int na = static_cast<int>(num_word.size()), ng = static_cast<int>(dims.size());
   cases.num_word = new_array<int>(na);
@@ -295,44 +260,41 @@ TEST_F(TinyMixed, OneStepByHand) {
   }
 }
 
-TEST_F(TinyMixed, LogScaleMatchesPlainScale) {
-  compute_complete_prob();
-  compute_incomplete_prob();
-  long double plain[3];
-  for (int e = 0; e < 3; e++) plain[e] = model.prob_incomp[e];
-  settings.mode_log_scale = 1;
-  settings.mode_smooth_strict = 1;
-  ASSERT_TRUE(use_log_scale());
-  compute_complete_prob();
-  compute_incomplete_prob();
-  compute_conditional_prob();
-  for (int e = 0; e < 3; e++) {
-    EXPECT_NEAR(model.prob_incomp[e], logl(plain[e]), 1e-14L);
-    EXPECT_NEAR(model.prob_cond[0][e], joint[0][e] / plain[e], 1e-14L);
-  }
-  // Log scale needs strict smoothing: without it the plain path is taken.
-  settings.mode_smooth_strict = 0;
-  EXPECT_FALSE(use_log_scale());
-}
-
-TEST_F(TinyMixed, AnnealedProbabilities) {
-  for (int log_scale = 0; log_scale < 2; log_scale++) {
-    settings.mode_log_scale = settings.mode_smooth_strict = log_scale;
-    compute_complete_prob();
-    long double untempered[3];
-    for (int e = 0; e < 3; e++) untempered[e] = model.prob_comp[1][e];
-    model.itemp = 1.0L;
-    compute_complete_prob_daem();
-    for (int e = 0; e < 3; e++) EXPECT_EQ(model.prob_comp[1][e], untempered[e]) << log_scale;
-    model.itemp = 0.5L;
-    compute_complete_prob_daem();
+// Both scales, untempered and annealed: P(x) and P(k | x) against the hand
+// joint raised to beta (the dispatchers pick the scale from the settings).
+TEST_F(TinyMixed, ScalesAndTemperatures) {
+  struct Case {
+    int log_scale;
+    bool annealed;
+    long double beta;
+  };
+  const Case table[] = {{0, false, 1}, {0, true, 1}, {0, true, 0.5L}, {1, false, 1}, {1, true, 1}, {1, true, 0.5L}};
+  long double untempered[2][3];
+  for (const Case &tc : table) {
+    settings.mode_log_scale = settings.mode_smooth_strict = tc.log_scale;
+    model.itemp = tc.beta;
+    if (tc.annealed) compute_complete_prob_daem();
+    else compute_complete_prob();
+    for (int k = 0; k < 2; k++)
+      for (int e = 0; e < 3; e++) {
+        // beta = 1 gives exactly the untempered values
+        if (!tc.annealed) {
+          untempered[k][e] = model.prob_comp[k][e];
+        } else if (tc.beta == 1) {
+          EXPECT_EQ(model.prob_comp[k][e], untempered[k][e]) << tc.log_scale;
+        }
+      }
     compute_incomplete_prob();
     compute_conditional_prob();
     for (int e = 0; e < 3; e++) {
-      long double a = sqrtl(joint[0][e]), b = sqrtl(joint[1][e]);
-      EXPECT_NEAR(model.prob_cond[0][e], a / (a + b), 1e-14L) << log_scale;
+      long double a = powl(joint[0][e], tc.beta), b = powl(joint[1][e], tc.beta);
+      EXPECT_NEAR(model.prob_incomp[e], tc.log_scale ? logl(a + b) : a + b, 1e-14L) << tc.log_scale;
+      EXPECT_NEAR(model.prob_cond[0][e], a / (a + b), 1e-14L) << tc.log_scale << " " << tc.beta;
     }
   }
+  // Log scale needs strict smoothing as well as the option.
+  settings.mode_smooth_strict = 0;
+  EXPECT_FALSE(use_log_scale());
 }
 
 TEST_F(TinyMixed, TinyIncompleteProbabilityGivesNoPosterior) {
@@ -408,7 +370,11 @@ TEST(EStepMissing, ImputesConditionalMoments) {
       for (int i = 0; i < 3; i++)
         for (int j = 0; j < 3; j++) model.param_s[0][0][i][j] = s[i][j];
     }
+    // A flag left set by an earlier failed inversion must not stop either
+    // step: the closed forms used here never clear it themselves.
+    matrix_err.err_inv = 1;
     ASSERT_EQ(refresh_precisions(), 0);
+    matrix_err.err_inv = 1;
     model.prob_cond[0][0] = 1;
     compute_expect_gauss();
     for (int i = 0, t = 0; i < d; i++) {
@@ -416,6 +382,23 @@ TEST(EStepMissing, ImputesConditionalMoments) {
       for (int j = i; j < d; j++, t++)
         EXPECT_NEAR(model.expect_s[0][0][i][j], tc.second_upper[t], 1e-15L) << d << " " << i << j;
     }
+    em_fixture::unload();
+  }
+}
+
+// A singular observed block (1x1 of the scalar form, 2x2 of the general one)
+// stops the imputation instead of spreading infinities.
+TEST(EStepMissing, SingularObservedBlockStops) {
+  const std::vector<std::vector<long double>> xs = {{1, NAN}, {1, 2, NAN}};
+  for (const std::vector<long double> &x : xs) {
+    int d = static_cast<int>(x.size());
+    em_fixture::load(1, {}, {d}, {{{}, {x}, 1}});
+    Matrix s = model.param_s[0][0];
+    s[d - 1][d - 1] = 1;
+    if (d == 3) s[0][0] = s[0][1] = s[1][0] = s[1][1] = 1;
+    model.prob_cond[0][0] = 1;
+    EXPECT_EXIT(compute_expect_gauss(), ::testing::ExitedWithCode(1),
+                "Numerical error \\(compute_expect_gauss0\\): Failed to invert covariances\n") << d;
     em_fixture::unload();
   }
 }

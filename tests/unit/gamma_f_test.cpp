@@ -89,9 +89,9 @@ TEST(GammaFTest, LngammaReferenceValues) {
   for (const Case &c : LNGAMMA_CASES) expect_close(lngamma(c.x), c.want, c.x);
 }
 
-TEST(GammaFTest, LngammaClosedForms) {
-  expect_close(lngamma(0.5), 0.5L * logl(3.14159265358979323846L), 0.5);
-  expect_close(lngamma(-0.5), logl(2.0L * sqrtl(3.14159265358979323846L)), -0.5);
+// lngamma(0.5) = log sqrt(pi) and lngamma(-0.5) = log(2 sqrt(pi)) are in the
+// table above; the integers give log factorials.
+TEST(GammaFTest, LngammaOfIntegers) {
   EXPECT_NEAR(static_cast<double>(lngamma(1.0)), 0.0, 1e-16);
   EXPECT_NEAR(static_cast<double>(lngamma(2.0)), 0.0, 1e-16);
   long double log_fact = 0.0L;  // log((n - 1)!)

@@ -1,19 +1,20 @@
-// Model scores: the BIC parameter count and formula, and the log-likelihood
-// of the iris data under one class against the closed form.
+// Model scores: the BIC parameter count and formula, and the Cheeseman-Stutz
+// score of one class against exact marginal likelihoods.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
-#include <cstring>
 #include <string>
 #include <vector>
 
+#include "base/allocate_matrix.h"
 #include "driver/vesk.h"
 #include "input/read_freq.h"
 #include "model/allocate.h"
 #include "model/em.h"
 #include "model/ic.h"
+#include "test_util.h"
 
 // The in-memory data fixture defined in estep_test.cpp.
 namespace em_fixture {
@@ -28,10 +29,6 @@ void unload();
 
 namespace {
 
-using em_fixture::Row;
-
-const long double kPi = 3.14159265358979323846264338327950288L;
-
 TEST(Bic, FreeParameterCount) {
   // One discrete attribute with 3 values, one 2-d group, K = 4: 3 + 8 + 12.
   em_fixture::load(4, {3}, {2}, {{{0}, {{0, 1}}, 1}, {{1}, {{1, 0}}, 1}, {{2}, {{2, 2}}, 1}});
@@ -45,29 +42,24 @@ TEST(Bic, FreeParameterCount) {
 TEST(Bic, ScoreIsLogLikelihoodMinusPenalty) {
   // Two discrete attributes, counts 3 + 2 + 5 = 10 cases, K = 2.
   em_fixture::load(2, {2, 3}, {}, {{{0, 0}, {}, 3}, {{1, 2}, {}, 2}, {{0, 1}, {}, 5}});
-  const long double w0[2][2] = {{0.6L, 0.4L}, {0.1L, 0.9L}};
+  const long double c[2] = {0.3L, 0.7L}, w0[2][2] = {{0.6L, 0.4L}, {0.1L, 0.9L}};
   const long double w1[2][3] = {{0.2L, 0.3L, 0.5L}, {0.7L, 0.2L, 0.1L}};
-  model.param_c[0] = 0.3L;
-  model.param_c[1] = 0.7L;
   for (int k = 0; k < 2; k++) {
+    model.param_c[k] = c[k];
     for (int v = 0; v < 2; v++) model.param_w[k][0][v] = w0[k][v];
     for (int v = 0; v < 3; v++) model.param_w[k][1][v] = w1[k][v];
   }
   const int v0[3] = {0, 1, 0}, v1[3] = {0, 2, 1}, n[3] = {3, 2, 5};
   long double ll = 0;
-  for (int e = 0; e < 3; e++) {
-    long double px = 0;
-    for (int k = 0; k < 2; k++) px += model.param_c[k] * w0[k][v0[e]] * w1[k][v1[e]];
-    ll += n[e] * logl(px);
-  }
+  for (int e = 0; e < 3; e++) ll += n[e] * logl(c[0] * w0[0][v0[e]] * w1[0][v1[e]] + c[1] * w0[1][v0[e]] * w1[1][v1[e]]);
   // P = 1 + 2 + 4 = 7.
   EXPECT_NEAR(compute_bic(), ll - 0.5L * 7 * logl(10.0L), 1e-14L);
   em_fixture::unload();
 }
 
-TEST(CheesemanStutz, OneClassEqualsDirichletMultinomialMarginal) {
-  // With one class nothing is latent: L = C, so the score is the exact log
-  // marginal likelihood of the value counts (4, 1, 2) and (3, 4).
+// With one class nothing is latent (L = C), so the score is the exact log
+// marginal likelihood of the data.
+TEST(CheesemanStutz, OneDiscreteClassIsTheDirichletMultinomialMarginal) {
   em_fixture::load(1, {3, 2}, {}, {{{0, 0}, {}, 3}, {{1, 1}, {}, 1}, {{2, 1}, {}, 2}, {{0, 1}, {}, 1}});
   settings.smooth_c = 0.5L;
   settings.smooth_w[0] = 0.25L;
@@ -81,63 +73,56 @@ TEST(CheesemanStutz, OneClassEqualsDirichletMultinomialMarginal) {
     for (double x : n) total += x, r += std::lgamma(b + x) - std::lgamma(b);
     return r + std::lgamma(n.size() * b) - std::lgamma(total + n.size() * b);
   };
-  long double expect = dm({4, 1, 2}, 1.25) + dm({3, 4}, 2.5) + dm({7}, 1.5);
-  EXPECT_NEAR(compute_cs(), expect, 1e-12L);
+  EXPECT_NEAR(compute_cs(), dm({4, 1, 2}, 1.25) + dm({3, 4}, 2.5) + dm({7}, 1.5), 1e-12L);
   em_fixture::unload();
 }
 
-// The four measurements of the iris data shipped with the program.
-std::vector<Row> read_iris() {
-  std::vector<Row> rows;
-  std::string here = __FILE__;
-  std::string data = here.substr(0, here.rfind("/tests/")) + "/data/iris_freq.csv";
-  FILE *fp = fopen(data.c_str(), "rb");
-  if (fp == nullptr) return rows;
-  char line[256];
-  while (fgets(line, sizeof line, fp) != nullptr) {
-    std::vector<long double> x(4);
-    char *p = line;
-    for (int i = 0; i < 4; i++) x[i] = strtold(p, &p), p++;
-    rows.push_back({{}, {x}, 1});
+// The Normal-Wishart marginal of a 1-d group, checked by the chain rule: the
+// product of the Student-t predictive densities of the cases taken in turn.
+TEST(CheesemanStutz, OneGaussianClassIsTheNormalWishartMarginal) {
+  const std::vector<long double> xs = {1.0L, 2.5L, 2.5L, -0.5L};
+  em_fixture::load(1, {}, {1}, {{{}, {{1.0L}}, 1}, {{}, {{2.5L}}, 2}, {{}, {{-0.5L}}, 1}});
+  long double kappa = 0.5L, nu = 3.0L, m = 0.7L, s = 2.0L;
+  settings.tau = kappa;
+  settings.alpha_w = nu;
+  model.hparam_u[0][0][0] = m;
+  model.hparam_s[0][0][0][0] = s;
+  model.param_c[0] = 1;
+  model.param_u[0][0][0] = 1.1L;
+  model.param_s[0][0][0][0] = 1.7L;
+  ASSERT_EQ(refresh_precisions(), 0);
+  long double expect = 0;
+  for (long double x : xs) {
+    long double scale2 = s * (kappa + 1) / (kappa * nu), z = (x - m) * (x - m) / (nu * scale2);
+    expect += lgammal((nu + 1) / 2) - lgammal(nu / 2) - 0.5L * logl(nu * 3.14159265358979323846L * scale2) -
+              (nu + 1) / 2 * log1pl(z);
+    s += kappa / (kappa + 1) * (x - m) * (x - m);
+    m = (kappa * m + x) / (kappa + 1);
+    kappa += 1;
+    nu += 1;
   }
-  fclose(fp);
-  return rows;
+  settings.smooth_c = 1.0L;  // the class part of a single class is 0 for any constant
+  EXPECT_NEAR(compute_cs(), expect, 1e-9L);
+  em_fixture::unload();
 }
 
-// Determinant by Gaussian elimination with partial pivoting.
-long double det4(long double a[4][4]) {
-  long double det = 1;
-  for (int c = 0; c < 4; c++) {
-    int p = c;
-    for (int r = c + 1; r < 4; r++)
-      if (fabsl(a[r][c]) > fabsl(a[p][c])) p = r;
-    if (p != c) {
-      for (int j = 0; j < 4; j++) std::swap(a[p][j], a[c][j]);
-      det = -det;
-    }
-    det *= a[c][c];
-    for (int r = c + 1; r < 4; r++) {
-      long double f = a[r][c] / a[c][c];
-      for (int j = c; j < 4; j++) a[r][j] -= f * a[c][j];
-    }
-  }
-  return det;
-}
-
-TEST(IrisOneClass, LogLikelihoodMatchesClosedForm) {
-  std::vector<Row> rows = read_iris();
-  ASSERT_EQ(rows.size(), 150u);
-  em_fixture::load(1, {}, {4}, rows);
-  em_iterate(0);
-  // ML Gaussian: L = -N/2 (d log 2 pi + log det S + d) at the ML mean and covariance.
-  long double n = 150, m[4] = {0, 0, 0, 0}, s[4][4] = {};
-  for (const Row &r : rows)
-    for (int i = 0; i < 4; i++) m[i] += r.gauss[0][i] / n;
-  for (const Row &r : rows)
-    for (int i = 0; i < 4; i++)
-      for (int j = 0; j < 4; j++) s[i][j] += (r.gauss[0][i] - m[i]) * (r.gauss[0][j] - m[j]) / n;
-  long double expect = -n / 2 * (4 * logl(2 * kPi) + logl(det4(s)) + 4);
-  EXPECT_NEAR(model.final_loglike, expect, 1e-9L);
+// A score that is not a number stops the run, parameters first in the log.
+TEST(CheesemanStutzDeathTest, NotANumberIsLoggedAndFatal) {
+  em_fixture::load(2, {}, {1}, {{{}, {{1.0L}}, 1}, {{}, {{2.0L}}, 1}});
+  settings.smooth_c = settings.tau = 1.0L;
+  model.param_c[0] = 1;  // class 1 gets no case: its Gaussian marginal is 0/0
+  for (int k = 0; k < 2; k++) model.param_s[k][0][0][0] = model.hparam_s[k][0][0][0] = 1;
+  ASSERT_EQ(refresh_precisions(), 0);
+  std::string log = "/tmp/vesk_ic_test_" + std::to_string(getpid()) + ".log";
+  FILE *saved = settings.fp_log;
+  settings.fp_log = fopen(log.c_str(), "wb");
+  EXPECT_EXIT(compute_cs(), ::testing::ExitedWithCode(1),
+              "^Numerical error \\(check_cs\\): Computed Cheeseman-Stutz score is not a number\n$");
+  fclose(settings.fp_log);
+  settings.fp_log = saved;
+  std::string text = read_text(log.c_str());
+  EXPECT_LT(text.find("#### ID:PARAM-CLASS"), text.find("Numerical error (check_cs)"));
+  remove(log.c_str());
   em_fixture::unload();
 }
 

@@ -44,43 +44,42 @@ TEST(MStep, CovarianceClampKeepsSignOffDiagonal) {
   em_fixture::unload();
 }
 
-TEST(MStep, ClassSmoothingAndMaximumLikelihood) {
-  // K = 2, N = 10, N_1 = 7: c_1 = (7 + 1) / (2 + 10) with s_c = 1, else 7 / 10.
-  std::vector<em_fixture::Row> rows(10, em_fixture::Row{{0}, {}, 1});
-  em_fixture::load(2, {1}, {}, rows);
-  model.expect_c[0] = 7;
-  model.expect_c[1] = 3;
-  for (int k = 0; k < 2; k++) model.param_w[k][0][0] = 1;
-  settings.smooth_c = 1;
-  update_param();
-  EXPECT_NEAR(model.param_c[0], 8.0L / 12, 1e-18L);
-  EXPECT_NEAR(model.param_c[1], 4.0L / 12, 1e-18L);
-  settings.smooth_c = 0;
-  update_param();
-  EXPECT_NEAR(model.param_c[0], 0.7L, 1e-18L);
-  em_fixture::unload();
-}
-
-TEST(MStep, MissingDiscreteValuesSpreadByOldProbabilities) {
-  // Attribute missing in 3 cases, w_old = (0.5, 0.5): each count gains 1.5.
-  em_fixture::load(1, {2}, {}, {{{0}, {}, 2}, {{1}, {}, 1}, {{-2}, {}, 3}});
+// K = 2, N = 10, N_1 = 7: c_1 = (7 + 1) / (2 + 10) with s_c = 1 (or a file
+// pseudo count of 2), 7 / 10 without smoothing. An attribute missing in 3
+// cases with w_old = (0.5, 0.5) adds 1.5 to each value's count.
+TEST(MStep, ClassAndValueProbabilitiesInEveryMode) {
+  std::vector<em_fixture::Row> rows(7, em_fixture::Row{{0}, {}, 1});
+  rows.push_back({{-2}, {}, 3});
+  em_fixture::load(2, {2}, {}, rows);
   ASSERT_EQ(cases.num_miss_w[0], 3);
-  model.param_w[0][0][0] = model.param_w[0][0][1] = 0.5L;
-  model.expect_c[0] = 6;
-  model.expect_w[0][0][0] = 2;
-  model.expect_w[0][0][1] = 1;
+  alloc_hparam_read();
   struct Case {
-    long double smooth;
-    long double w0;
+    int file;
+    long double smooth;  // s_c = s_a, or the file pseudo counts minus one
+    long double c0, w0;
   };
-  const Case table[] = {{0, (2 + 1.5L) / 6}, {1, (1 + 2 + 1.5L) / 8}};
+  const Case table[] = {{0, 0, 0.7L, (2 + 1.5L) / 6},
+                        {0, 1, 8.0L / 12, (1 + 2 + 1.5L) / 8},
+                        {1, 1, 8.0L / 12, (1 + 2 + 1.5L) / 8}};
   for (const Case &tc : table) {
-    settings.smooth_w[0] = tc.smooth;
-    model.param_w[0][0][0] = model.param_w[0][0][1] = 0.5L;
+    settings.mode_read_hparam = tc.file;
+    settings.smooth_c = settings.smooth_w[0] = tc.file ? 0 : tc.smooth;
+    for (int k = 0; k < 2; k++) {
+      model.hparam_c[k] = model.hparam_w[k][0][0] = model.hparam_w[k][0][1] = tc.smooth + 1;
+      model.param_w[k][0][0] = model.param_w[k][0][1] = 0.5L;
+    }
+    model.expect_c[0] = 7;
+    model.expect_c[1] = 3;
+    model.expect_w[0][0][0] = 2;
+    model.expect_w[0][0][1] = 1;
     update_param();
-    EXPECT_NEAR(model.param_w[0][0][0], tc.w0, 1e-18L) << tc.smooth;
+    EXPECT_NEAR(model.param_c[0], tc.c0, 1e-18L) << tc.file << tc.smooth;
+    EXPECT_NEAR(model.param_c[1], 1 - tc.c0, 1e-18L) << tc.file << tc.smooth;
+    EXPECT_NEAR(model.param_w[0][0][0], tc.w0, 1e-18L) << tc.file << tc.smooth;
     EXPECT_NEAR(model.param_w[0][0][0] + model.param_w[0][0][1], 1.0L, 1e-18L);
   }
+  settings.mode_read_hparam = 0;
+  release_hparam_read();
   em_fixture::unload();
 }
 
@@ -132,11 +131,44 @@ TEST(LogPrior, DirichletTermsMatchClosedForm) {
     for (int v = 0; v < 4; v++) expect += 2 * logl((v + 1) / 10.0L);
   }
   EXPECT_NEAR(compute_log_prior(), expect, 1e-12L);
+  // The same pseudo counts read from a file.
+  alloc_hparam_read();
+  settings.mode_read_hparam = 1;
+  for (int k = 0; k < 3; k++) {
+    model.hparam_c[k] = 1.5L;
+    for (int v = 0; v < 4; v++) model.hparam_w[k][0][v] = 3;
+  }
+  EXPECT_NEAR(compute_log_prior(), expect, 1e-12L);
+  settings.mode_read_hparam = 0;
+  release_hparam_read();
   // Without smoothing the class term vanishes and only the normalisers of
   // the attribute term remain (lngamma(4) - 4 lngamma(1) per class).
   settings.smooth_c = 0;
   settings.smooth_w[0] = 0;
   EXPECT_NEAR(compute_log_prior(), 3 * std::lgamma(4.0), 1e-12L);
+  em_fixture::unload();
+}
+
+// A NaN or infinite score stops with the function's own message.
+TEST(LogPrior, NonFiniteScoresStop) {
+  struct Case {
+    long double c0;        // class probability put into the model
+    bool prior;            // which score is computed
+    const char *message;
+  };
+  const Case table[] = {
+      {-1, true, "Numerical error \\(compute_log_prior\\): Computed log-prior is not a number -- see the log file\n"},
+      {0, true, "Numerical error \\(compute_log_prior\\): Computed log-prior is not finite -- see the log file\n"},
+      {-1, false, "Numerical error \\(compute_loglike\\): Computed log-likelihood is not a number -- see the log file\n"},
+      {0, false, "Numerical error \\(compute_loglike\\): Computed log-likelihood is not finite -- see the log file\n"},
+  };
+  em_fixture::load(2, {1}, {}, {{{0}, {}, 1}});
+  settings.smooth_c = 1;
+  for (const Case &tc : table) {
+    model.param_c[0] = tc.c0;
+    model.prob_incomp[0] = tc.c0;
+    EXPECT_EXIT(tc.prior ? compute_log_prior() : compute_loglike(), ::testing::ExitedWithCode(1), tc.message);
+  }
   em_fixture::unload();
 }
 

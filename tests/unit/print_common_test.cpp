@@ -20,24 +20,20 @@ class PrinterTest : public ::testing::Test {
   std::string text() { return stream_text(fp); }
 };
 
+// The column line is joined with ", " in both file formats.
 TEST_F(PrinterTest, SectionFrame) {
-  add_desc_id("EMPTY");
-  flush_desc(fp);
-  add_desc_comm("x");  // a description added first still follows the columns
-  add_desc_id("SEC-K%d", 3);
-  add_desc_col("a");
-  add_desc_col("b");
-  flush_desc(fp);
-  EXPECT_EQ(text(), "#### ID:EMPTY\n####\n#### ID:SEC-K3\n#### a, b\n#### -- x\n####\n");
-}
-
-TEST_F(PrinterTest, ColumnLineUsesCommaBlankInCsvToo) {
-  settings.format_out = FORMAT_CSV;
-  add_desc_id("S");
-  add_desc_col("Class k");
-  add_desc_col("P(k)");
-  flush_desc(fp);
-  EXPECT_EQ(text(), "#### ID:S\n#### Class k, P(k)\n####\n");
+  for (int format : {FORMAT_TXT, FORMAT_CSV}) {
+    settings.format_out = format;
+    add_desc_id("EMPTY");
+    flush_desc(fp);
+    add_desc_comm("x");  // a description added first still follows the columns
+    add_desc_id("SEC-K%d", 3);
+    add_desc_col("a");
+    add_desc_col("P(k)");
+    flush_desc(fp);
+  }
+  const std::string one = "#### ID:EMPTY\n####\n#### ID:SEC-K3\n#### a, P(k)\n#### -- x\n####\n";
+  EXPECT_EQ(text(), one + one);
 }
 
 TEST_F(PrinterTest, HeaderArraysGrowByDoubling) {

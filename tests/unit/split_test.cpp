@@ -53,14 +53,6 @@ TEST(SplitTest, Cases) {
   }
 }
 
-TEST(SplitTest, StartsAreOptional) {
-  char **fields = alloc_field(2);
-  EXPECT_EQ(split_tab(2, "p\tq\n", fields, nullptr), 2);
-  EXPECT_STREQ(fields[0], "p");
-  EXPECT_STREQ(fields[1], "q");
-  release_field(fields, 2);
-}
-
 // Lines longer than the scanned prefix: the field buffers are exactly
 // FIELD_SIZE bytes and the array holds exactly max_fields of them, so any overrun
 // shows up under a memory checker; the contents show where scanning stops.
