@@ -8,6 +8,8 @@
 
 #include <cstdio>
 
+#include "base/allocate_matrix.h"
+
 // settings (print.cpp)
 void print_settings(FILE *fp);
 void print_model(FILE *fp);
@@ -36,6 +38,8 @@ void print_expectation(FILE *fp);
 void print_param(FILE *fp);
 void print_hparam(FILE *fp);
 void print_attr_list(FILE *fp);
+void print_gauss_moments(FILE *fp, const char *prefix, int g, int group_first, Vector *const *u,
+                         Matrix *const *s);
 
 // memberships, clusters and timing (print_cluster.cpp)
 void print_cluster(FILE *fp);

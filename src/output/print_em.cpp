@@ -272,34 +272,10 @@ void print_expect_cat(FILE *fp, int a) {
     }
 }
 
-void print_expect_gauss(FILE *fp, int g) {
-  int d = settings.gauss_attr_size[g];
-  const int *attrs = settings.gauss_attr[g];
-  add_desc_id("EXPECT-GAUSS-MEAN%d", g);
-  add_desc_col("Class k");
-  add_desc_col("Gauss ID");
-  add_desc_col("Attr. ID");
-  add_desc_col("Mean");
-  flush_desc(fp);
-  for (int k = 0; k < settings.num_class; k++)
-    for (int i = 0; i < d; i++) print_data(fp, "%d,%d,%d,%.Ng", k, g, attrs[i], model.expect_u[k][g][i]);
-  add_desc_id("EXPECT-GAUSS-COVAR%d", g);
-  add_desc_col("Class k");
-  add_desc_col("Gauss ID");
-  add_desc_col("Attr. ID");
-  add_desc_col("Attr. ID");
-  add_desc_col("(Co)Variance");
-  flush_desc(fp);
-  for (int k = 0; k < settings.num_class; k++)
-    for (int i = 0; i < d; i++)
-      for (int j = i; j < d; j++)
-        print_data(fp, "%d,%d,%d,%d,%.Ng", k, g, attrs[i], attrs[j], model.expect_s[k][g][i][j]);
-}
-
 }  // namespace
 
 void print_expectation(FILE *fp) {
   print_expect_class(fp);
   for (int a = 0; a < settings.tuple_size_d; a++) print_expect_cat(fp, a);
-  for (int g = 0; g < settings.gauss_size; g++) print_expect_gauss(fp, g);
+  for (int g = 0; g < settings.gauss_size; g++) print_gauss_moments(fp, "EXPECT", g, 0, model.expect_u, model.expect_s);
 }

@@ -34,30 +34,6 @@ void print_param_cat(FILE *fp, int a) {
       print_data(fp, "%d,%d,%s,%.Ng", a, k, cases.word_list[d][v], model.param_w[k][d][v]);
 }
 
-void print_param_gauss(FILE *fp, int g) {
-  int dim = settings.gauss_attr_size[g];
-  const int *attrs = settings.gauss_attr[g];
-  add_desc_id("PARAM-GAUSS-MEAN%d", g);
-  add_desc_col("Gauss ID");
-  add_desc_col("Class k");
-  add_desc_col("Attr. ID");
-  add_desc_col("Mean");
-  flush_desc(fp);
-  for (int k = 0; k < settings.num_class; k++)
-    for (int i = 0; i < dim; i++) print_data(fp, "%d,%d,%d,%.Ng", g, k, attrs[i], model.param_u[k][g][i]);
-  add_desc_id("PARAM-GAUSS-COVAR%d", g);
-  add_desc_col("Gauss ID");
-  add_desc_col("Class k");
-  add_desc_col("Attr. ID");
-  add_desc_col("Attr. ID");
-  add_desc_col("(Co)Variance");
-  flush_desc(fp);
-  for (int k = 0; k < settings.num_class; k++)
-    for (int i = 0; i < dim; i++)
-      for (int j = i; j < dim; j++)
-        print_data(fp, "%d,%d,%d,%d,%.Ng", g, k, attrs[i], attrs[j], model.param_s[k][g][i][j]);
-}
-
 void print_hparam_class(FILE *fp) {
   add_desc_id("HPARAM-CLASS");
   add_desc_col("Class k");
@@ -79,30 +55,6 @@ void print_hparam_cat(FILE *fp, int a) {
       print_data(fp, "%d,%d,%s,%.Ng", a, k, cases.word_list[d][v], get_hparam_w(k, d, v));
 }
 
-void print_hparam_gauss(FILE *fp, int g) {
-  int dim = settings.gauss_attr_size[g];
-  const int *attrs = settings.gauss_attr[g];
-  add_desc_id("HPARAM-GAUSS-MEAN%d", g);
-  add_desc_col("Class k");
-  add_desc_col("Gauss ID");
-  add_desc_col("Attr. ID");
-  add_desc_col("Mean");
-  flush_desc(fp);
-  for (int k = 0; k < settings.num_class; k++)
-    for (int i = 0; i < dim; i++) print_data(fp, "%d,%d,%d,%.Ng", k, g, attrs[i], model.hparam_u[k][g][i]);
-  add_desc_id("HPARAM-GAUSS-COVAR%d", g);
-  add_desc_col("Class k");
-  add_desc_col("Gauss ID");
-  add_desc_col("Attr. ID");
-  add_desc_col("Attr. ID");
-  add_desc_col("(Co)Variance");
-  flush_desc(fp);
-  for (int k = 0; k < settings.num_class; k++)
-    for (int i = 0; i < dim; i++)
-      for (int j = i; j < dim; j++)
-        print_data(fp, "%d,%d,%d,%d,%.Ng", k, g, attrs[i], attrs[j], model.hparam_s[k][g][i][j]);
-}
-
 void print_hparam_tau_alpha(FILE *fp) {
   add_desc_id("HPARAM-GAUSS-TAU");
   add_desc_col("Class k");
@@ -122,6 +74,37 @@ void print_hparam_tau_alpha(FILE *fp) {
 
 }  // namespace
 
+// "<prefix>-GAUSS-MEAN%d" and "<prefix>-GAUSS-COVAR%d" of group g: means and
+// the upper triangle of the covariances per class. The parameter file puts
+// the group number before the class, the other files the class first.
+void print_gauss_moments(FILE *fp, const char *prefix, int g, int group_first, Vector *const *u,
+                         Matrix *const *s) {
+  int dim = settings.gauss_attr_size[g];
+  const int *attrs = settings.gauss_attr[g];
+  const char *first = group_first ? "Gauss ID" : "Class k", *second = group_first ? "Class k" : "Gauss ID";
+  add_desc_id("%s-GAUSS-MEAN%d", prefix, g);
+  add_desc_col("%s", first);
+  add_desc_col("%s", second);
+  add_desc_col("Attr. ID");
+  add_desc_col("Mean");
+  flush_desc(fp);
+  for (int k = 0; k < settings.num_class; k++)
+    for (int i = 0; i < dim; i++)
+      print_data(fp, "%d,%d,%d,%.Ng", group_first ? g : k, group_first ? k : g, attrs[i], u[k][g][i]);
+  add_desc_id("%s-GAUSS-COVAR%d", prefix, g);
+  add_desc_col("%s", first);
+  add_desc_col("%s", second);
+  add_desc_col("Attr. ID");
+  add_desc_col("Attr. ID");
+  add_desc_col("(Co)Variance");
+  flush_desc(fp);
+  for (int k = 0; k < settings.num_class; k++)
+    for (int i = 0; i < dim; i++)
+      for (int j = i; j < dim; j++)
+        print_data(fp, "%d,%d,%d,%d,%.Ng", group_first ? g : k, group_first ? k : g, attrs[i], attrs[j],
+                   s[k][g][i][j]);
+}
+
 void print_param(FILE *fp) {
   // Also used to dump the parameters before a numerical failure, possibly
   // before any parameter set exists.
@@ -131,7 +114,7 @@ void print_param(FILE *fp) {
     for (int a = 0; a < settings.tuple_size; a++)
       if (is_discrete_attr(a)) print_param_cat(fp, a);
   if (settings.mode_gauss && model.param_u != nullptr && model.param_s != nullptr)
-    for (int g = 0; g < settings.gauss_size; g++) print_param_gauss(fp, g);
+    for (int g = 0; g < settings.gauss_size; g++) print_gauss_moments(fp, "PARAM", g, 1, model.param_u, model.param_s);
   fflush(fp);
 }
 
@@ -142,7 +125,7 @@ void print_hparam(FILE *fp) {
     for (int a = 0; a < settings.tuple_size; a++)
       if (is_discrete_attr(a)) print_hparam_cat(fp, a);
   if (settings.mode_gauss && model.hparam_u != nullptr && model.hparam_s != nullptr) {
-    for (int g = 0; g < settings.gauss_size; g++) print_hparam_gauss(fp, g);
+    for (int g = 0; g < settings.gauss_size; g++) print_gauss_moments(fp, "HPARAM", g, 0, model.hparam_u, model.hparam_s);
     print_hparam_tau_alpha(fp);
   }
   fflush(fp);
