@@ -31,6 +31,9 @@ struct FitCase {
   bool map;
 };
 
+// Names the case in test listings instead of dumping its bytes.
+void PrintTo(const FitCase &c, std::ostream *os) { *os << c.name; }
+
 class KRangeFit : public ::testing::TestWithParam<FitCase> {};
 
 TEST_P(KRangeFit, FitsEveryKAndKeepsTheBest) {

@@ -66,6 +66,9 @@ std::vector<std::string> concat(std::vector<std::string> a, const std::vector<st
 
 const std::vector<std::string> kShow = {"-D", "--show-attr-memp", "--show-attr-cluster"};
 
+// Names the case in test listings instead of dumping its bytes.
+void PrintTo(const RoundTrip &c, std::ostream *os) { *os << c.name; }
+
 class ResultsRoundTrip : public ::testing::TestWithParam<RoundTrip> {};
 
 TEST_P(ResultsRoundTrip, ReadBackGivesTheSameMembershipsAndClusters) {
