@@ -130,6 +130,24 @@ void copy_param_set(long double *c, long double ***w, Vector **u, Matrix **s, co
   }
 }
 
+// A set of class, value, mean and covariance arrays (the best and optimal
+// copies and the expectations share this shape).
+void new_param_set(long double *&c, long double ***&w, Vector **&u, Matrix **&s, int k) {
+  c = new_reals(k);
+  if (settings.mode_nominal) w = new_w(k);
+  if (settings.mode_gauss) {
+    u = new_vecs(k);
+    s = new_mats(k);
+  }
+}
+
+void free_param_set(long double *&c, long double ***&w, Vector **&u, Matrix **&s, int k) {
+  free_reals(c);
+  free_w(w, k);
+  free_vecs(u, k);
+  free_mats(s, k);
+}
+
 long double *grow(long double *p, int old_size, int new_size) {
   if (p == nullptr) return nullptr;
   p = static_cast<long double *>(xrealloc0(p, sizeof(long double) * new_size, kModule, 9));
@@ -140,39 +158,25 @@ long double *grow(long double *p, int old_size, int new_size) {
 }  // namespace
 
 void alloc_param() {
-  model.param_c = new_reals(num_k());
-  if (settings.mode_nominal) model.param_w = new_w(num_k());
+  new_param_set(model.param_c, model.param_w, model.param_u, model.param_s, num_k());
   if (settings.mode_gauss) {
-    model.param_u = new_vecs(num_k());
-    model.param_s = new_mats(num_k());
     model.param_p = new_mats(num_k());
     model.param_sdet = new_reals2(num_k(), num_g());
   }
 }
 
 void release_param() {
-  free_reals(model.param_c);
-  free_w(model.param_w, num_k());
-  free_vecs(model.param_u, num_k());
-  free_mats(model.param_s, num_k());
+  free_param_set(model.param_c, model.param_w, model.param_u, model.param_s, num_k());
   free_mats(model.param_p, num_k());
   free_reals2(model.param_sdet, num_k());
 }
 
 void alloc_param_best() {
-  model.param_c_best = new_reals(num_k());
-  if (settings.mode_nominal) model.param_w_best = new_w(num_k());
-  if (settings.mode_gauss) {
-    model.param_u_best = new_vecs(num_k());
-    model.param_s_best = new_mats(num_k());
-  }
+  new_param_set(model.param_c_best, model.param_w_best, model.param_u_best, model.param_s_best, num_k());
 }
 
 void release_param_best() {
-  free_reals(model.param_c_best);
-  free_w(model.param_w_best, num_k());
-  free_vecs(model.param_u_best, num_k());
-  free_mats(model.param_s_best, num_k());
+  free_param_set(model.param_c_best, model.param_w_best, model.param_u_best, model.param_s_best, num_k());
 }
 
 void save_param_best() {
@@ -189,12 +193,7 @@ void restore_param_best() {
 void save_param_opt() {
   release_param_opt();
   int k = num_k();
-  model.param_c_opt = new_reals(k);
-  if (settings.mode_nominal) model.param_w_opt = new_w(k);
-  if (settings.mode_gauss) {
-    model.param_u_opt = new_vecs(k);
-    model.param_s_opt = new_mats(k);
-  }
+  new_param_set(model.param_c_opt, model.param_w_opt, model.param_u_opt, model.param_s_opt, k);
   model.num_class_opt = k;
   copy_param_set(model.param_c_opt, model.param_w_opt, model.param_u_opt, model.param_s_opt,
                  model.param_c, model.param_w, model.param_u, model.param_s, k);
@@ -210,11 +209,8 @@ void restore_param_opt() {
 }
 
 void release_param_opt() {
-  int k = model.num_class_opt;
-  free_reals(model.param_c_opt);
-  free_w(model.param_w_opt, k);
-  free_vecs(model.param_u_opt, k);
-  free_mats(model.param_s_opt, k);
+  free_param_set(model.param_c_opt, model.param_w_opt, model.param_u_opt, model.param_s_opt,
+                 model.num_class_opt);
 }
 
 int refresh_precisions() {
@@ -241,19 +237,11 @@ void release_prob() {
 }
 
 void alloc_expect() {
-  model.expect_c = new_reals(num_k());
-  if (settings.mode_nominal) model.expect_w = new_w(num_k());
-  if (settings.mode_gauss) {
-    model.expect_u = new_vecs(num_k());
-    model.expect_s = new_mats(num_k());
-  }
+  new_param_set(model.expect_c, model.expect_w, model.expect_u, model.expect_s, num_k());
 }
 
 void release_expect() {
-  free_reals(model.expect_c);
-  free_w(model.expect_w, num_k());
-  free_vecs(model.expect_u, num_k());
-  free_mats(model.expect_s, num_k());
+  free_param_set(model.expect_c, model.expect_w, model.expect_u, model.expect_s, num_k());
 }
 
 // The traces start large enough for a run to the iteration limit plus the
