@@ -314,7 +314,12 @@ void read_phase_no_em() {
   settings.etime_lap_read = elapsed_sec();
 }
 
-void member_phase_no_em() {
+}  // namespace
+
+// Membership distributions of cases and attribute values, always computed
+// (clusters, ranking and dissimilarities read them); the membership file and
+// its timing only with --mem-prob.
+void member_main() {
   if (settings.mode_memp) {
     print_msg("Computing membership distributions...");
     settings.stime_memp = current_sec();
@@ -335,16 +340,6 @@ void member_phase_no_em() {
   settings.etime_lap_memp = elapsed_sec();
   print_msg("done\n");
 }
-
-void cluster_phase_no_em() {
-  settings.stime_cluster = current_sec();
-  settings.stime_lap_cluster = elapsed_sec();
-  cluster_main();
-  settings.etime_cluster = current_sec();
-  settings.etime_lap_cluster = elapsed_sec();
-}
-
-}  // namespace
 
 void alloc_prob_mem() {
   member.prob_mem_case = new_table<long double>(num_k(), num_e(), 1);
@@ -391,6 +386,8 @@ void compute_attr_member_prob() {
 }
 
 void cluster_main() {
+  settings.stime_cluster = current_sec();
+  settings.stime_lap_cluster = elapsed_sec();
   if (settings.mode_show_attr_cluster)
     print_msg("Clustering cases and attribute values...");
   else
@@ -401,6 +398,8 @@ void cluster_main() {
   cluster_groups();
   write_cluster_file();
   print_cluster_freq(settings.fp_log);
+  settings.etime_cluster = current_sec();
+  settings.etime_lap_cluster = elapsed_sec();
   print_msg("done\n");
 }
 
@@ -426,8 +425,8 @@ void no_em_main() {
   set_smooth_auto();
   model.num_kvalue = 1;  // the size section describes the one model read
   print_size(settings.fp_log);
-  member_phase_no_em();
-  cluster_phase_no_em();
+  member_main();
+  cluster_main();
   release_cluster();
   release_param();
   release_prob_mem();

@@ -32,6 +32,7 @@ struct Clusters {
 };
 extern Clusters clusters;
 
+void member_main();
 void alloc_prob_mem();
 void release_prob_mem();
 void compute_case_member_prob();

@@ -370,33 +370,6 @@ void fit_phase() {
   settings.etime_lap_em = elapsed_sec();
 }
 
-void member_phase() {
-  settings.stime_memp = current_sec();
-  settings.stime_lap_memp = elapsed_sec();
-  if (settings.mode_memp) print_msg("Computing membership distributions...");
-  alloc_prob_mem();
-  compute_case_member_prob();
-  compute_attr_member_prob();
-  if (settings.mode_memp) {
-    FILE *fp = fopen(settings.fname_memp, "wb");
-    if (fp == nullptr) die("Couldn't open %s\n", settings.fname_memp);
-    print_case_member_prob(fp);
-    if (settings.mode_show_attr_memp) print_attr_member_prob(fp);
-    fclose(fp);
-    print_msg("done\n");
-  }
-  settings.etime_memp = current_sec();
-  settings.etime_lap_memp = elapsed_sec();
-}
-
-void cluster_phase() {
-  settings.stime_cluster = current_sec();
-  settings.stime_lap_cluster = elapsed_sec();
-  cluster_main();
-  settings.etime_cluster = current_sec();
-  settings.etime_lap_cluster = elapsed_sec();
-}
-
 void release_run() {
   release_cluster();
   release_prob_mem();
@@ -418,8 +391,8 @@ void em_main() {
   print_ic(settings.fp_log);
   print_seed(settings.fp_log);
   write_param_file();
-  member_phase();
-  cluster_phase();
+  member_main();
+  cluster_main();
   print_time(settings.fp_log);
   release_run();
 }
