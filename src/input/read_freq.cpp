@@ -62,13 +62,6 @@ struct LineState {
 
 bool is_missing_text(const char *s) { return strcmp(s, "?") == 0 || strcmp(s, "NA") == 0; }
 
-bool is_model_column(int a) {
-  if (settings.mode_id && a == settings.attr_id) return false;
-  if (settings.mode_eval && a == settings.attr_eval) return false;
-  if (settings.attr_ignore != nullptr && settings.attr_ignore[a]) return false;
-  return true;
-}
-
 // Non-comment lines, sizing the case table. Every line end counts except that
 // of a comment line; a last line without a line end counts too.
 int count_entries(FILE *fp) {
@@ -218,7 +211,7 @@ void parse_continuous(LineState *st, int f) {
 void parse_fields(LineState *st) {
   st->count = 1;
   for (int f = 0; f < st->num_fields; f++) {
-    if (f < settings.tuple_size && !is_model_column(f)) continue;
+    if (f < settings.tuple_size && !is_model_attr(f)) continue;
     if (st->fields[f][0] == '\0') bad_line(st, 388, "empty value", st->starts[f]);
     if (f == settings.tuple_size) {
       parse_count(st, f);
@@ -237,7 +230,7 @@ void build_vec_key(LineState *st) {
   char delim = settings.format_in == FORMAT_CSV ? ',' : '\t';
   char *p = st->vec_key;
   for (int f = 0; f < settings.tuple_size; f++) {
-    if (!is_model_column(f) || settings.attr_info[f].cont) continue;
+    if (!is_model_attr(f) || settings.attr_info[f].cont) continue;
     const char *text = st->miss_d[settings.attr_info[f].index] ? "?" : st->fields[f];
     if (p != st->vec_key) *p++ = delim;
     size_t len = strlen(text);
@@ -268,7 +261,7 @@ CaseRecord *choose_record(LineState *st) {
 void store_discrete(LineState *st, CaseRecord *r) {
   int nmiss = 0;
   for (int f = 0; f < settings.tuple_size; f++) {
-    if (!is_model_column(f) || settings.attr_info[f].cont) continue;
+    if (!is_model_attr(f) || settings.attr_info[f].cont) continue;
     int a = settings.attr_info[f].index;
     if (st->miss_d[a]) {
       r->word[a] = WORD_MISSING;
