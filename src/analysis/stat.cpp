@@ -174,9 +174,7 @@ void continuous_attr_stat(AttrStat *st, int g, int k) {
 // filled with the regular statistics).
 void compute_attr_stats() {
   for (int a = 0; a < settings.tuple_size; a++) {
-    if (settings.mode_id && a == settings.attr_id) continue;
-    if (settings.mode_eval && a == settings.attr_eval) continue;
-    if (settings.attr_ignore != nullptr && settings.attr_ignore[a]) continue;
+    if (!is_model_attr(a)) continue;
     const AttrInfo &info = settings.attr_info[a];
     if (info.cont) continuous_attr_stat(&stats.attr_stat[a], info.group, info.index);
     else discrete_attr_stat(&stats.attr_stat[a], info.index);

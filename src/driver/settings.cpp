@@ -62,3 +62,15 @@ int is_model_attr(int attr) {
   if (settings.mode_eval && attr == settings.attr_eval) return 0;
   return settings.attr_ignore == nullptr || !settings.attr_ignore[attr];
 }
+
+int discrete_index(int attr) {
+  if (attr < 0 || attr >= settings.tuple_size || !is_model_attr(attr)) return -1;
+  const AttrInfo &info = settings.attr_info[attr];
+  return info.cont ? -1 : info.index;
+}
+
+int discrete_column(int d) {
+  for (int a = 0; a < settings.tuple_size; a++)
+    if (discrete_index(a) == d) return a;
+  return -1;
+}

@@ -111,6 +111,9 @@ extern RunSettings settings;
 
 // True when an attribute is a model attribute (not ID, answer or ignored).
 int is_model_attr(int attr);
+// Running number of a discrete model attribute (column), or -1; and back.
+int discrete_index(int attr);
+int discrete_column(int d);
 
 void set_default_settings();
 void postproc_args();

@@ -333,18 +333,6 @@ long double section_real(const SectionReader *r, int i, int id) {
   return x;
 }
 
-int discrete_index(int attr) {
-  if (attr < 0 || attr >= settings.tuple_size || !is_model_attr(attr)) return -1;
-  const AttrInfo &info = settings.attr_info[attr];
-  return info.cont ? -1 : info.index;
-}
-
-int discrete_column(int d) {
-  for (int a = 0; a < settings.tuple_size; a++)
-    if (discrete_index(a) == d) return a;
-  return -1;
-}
-
 int gauss_position(int attr, int g) {
   if (attr < 0 || attr >= settings.tuple_size || !is_model_attr(attr)) return -1;
   const AttrInfo &info = settings.attr_info[attr];

@@ -38,8 +38,6 @@ long double section_real(const SectionReader *r, int i, int id);
 // Running number of a discrete model attribute (column `attr`), or -1;
 // the column of discrete attribute `d`; the position of column `attr` in
 // Gaussian group `g`, or -1.
-int discrete_index(int attr);
-int discrete_column(int d);
 int gauss_position(int attr, int g);
 // Precision matrix and determinant of a covariance read from a file; a
 // matrix that is not positive definite ends the run naming `where`.

@@ -13,13 +13,6 @@
 
 namespace {
 
-// Column index of discrete attribute number a.
-int discrete_column(int a) {
-  for (int c = 0; c < settings.tuple_size; c++)
-    if (is_model_attr(c) && !settings.attr_info[c].cont && settings.attr_info[c].index == a) return c;
-  return -1;
-}
-
 // Rows per K exist only when EM searches a range; a parameter or
 // hyperparameter file fixes K.
 bool searched_range() {

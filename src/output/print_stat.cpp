@@ -11,17 +11,6 @@
 
 namespace {
 
-// Column index of discrete attribute number `a`.
-int discrete_column(int a) {
-  for (int col = 0; col < settings.tuple_size; col++) {
-    if (settings.mode_id && col == settings.attr_id) continue;
-    if (settings.mode_eval && col == settings.attr_eval) continue;
-    if (settings.attr_ignore != nullptr && settings.attr_ignore[col]) continue;
-    if (!settings.attr_info[col].cont && settings.attr_info[col].index == a) return col;
-  }
-  return -1;
-}
-
 void print_attr_freq(FILE *fp, int a) {
   int col = discrete_column(a);
   add_desc_id("FREQ-CAT%d", col);
