@@ -367,3 +367,8 @@ long double elapsed_sec() {
   gettimeofday(&tv, nullptr);
   return static_cast<long double>(tv.tv_sec) + static_cast<long double>(tv.tv_usec) / 1000000.0L;
 }
+
+void stamp_time(long double *cpu, long double *wall) {
+  *cpu = current_sec();
+  *wall = elapsed_sec();
+}

@@ -74,5 +74,7 @@ FILE *msg_stream();
 // Clocks in seconds: user CPU time of the process, and wall clock.
 long double current_sec();
 long double elapsed_sec();
+// Records both clocks at the start or end of a phase.
+void stamp_time(long double *cpu, long double *wall);
 
 #endif

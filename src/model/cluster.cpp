@@ -306,12 +306,10 @@ void write_cluster_file() {
 // ---- the read-parameter run -----------------------------------------------------------
 
 void read_phase_no_em() {
-  settings.stime_read = current_sec();
-  settings.stime_lap_read = elapsed_sec();
+  stamp_time(&settings.stime_read, &settings.stime_lap_read);
   read_param();
   read_freq();
-  settings.etime_read = current_sec();
-  settings.etime_lap_read = elapsed_sec();
+  stamp_time(&settings.etime_read, &settings.etime_lap_read);
 }
 
 }  // namespace
@@ -322,8 +320,7 @@ void read_phase_no_em() {
 void member_main() {
   if (settings.mode_memp) {
     print_msg("Computing membership distributions...");
-    settings.stime_memp = current_sec();
-    settings.stime_lap_memp = elapsed_sec();
+    stamp_time(&settings.stime_memp, &settings.stime_lap_memp);
   }
   alloc_prob_mem();
   alloc_prob();
@@ -336,8 +333,7 @@ void member_main() {
   print_case_member_prob(fp);
   if (settings.mode_show_attr_memp) print_attr_member_prob(fp);
   fclose(fp);
-  settings.etime_memp = current_sec();
-  settings.etime_lap_memp = elapsed_sec();
+  stamp_time(&settings.etime_memp, &settings.etime_lap_memp);
   print_msg("done\n");
 }
 
@@ -386,8 +382,7 @@ void compute_attr_member_prob() {
 }
 
 void cluster_main() {
-  settings.stime_cluster = current_sec();
-  settings.stime_lap_cluster = elapsed_sec();
+  stamp_time(&settings.stime_cluster, &settings.stime_lap_cluster);
   if (settings.mode_show_attr_cluster)
     print_msg("Clustering cases and attribute values...");
   else
@@ -398,8 +393,7 @@ void cluster_main() {
   cluster_groups();
   write_cluster_file();
   print_cluster_freq(settings.fp_log);
-  settings.etime_cluster = current_sec();
-  settings.etime_lap_cluster = elapsed_sec();
+  stamp_time(&settings.etime_cluster, &settings.etime_lap_cluster);
   print_msg("done\n");
 }
 

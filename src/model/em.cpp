@@ -353,21 +353,17 @@ void write_param_file() {
 }
 
 void read_phase() {
-  settings.stime_read = current_sec();
-  settings.stime_lap_read = elapsed_sec();
+  stamp_time(&settings.stime_read, &settings.stime_lap_read);
   read_freq();
   compute_stats();
-  settings.etime_read = current_sec();
-  settings.etime_lap_read = elapsed_sec();
+  stamp_time(&settings.etime_read, &settings.etime_lap_read);
 }
 
 void fit_phase() {
-  settings.stime_em = current_sec();
-  settings.stime_lap_em = elapsed_sec();
+  stamp_time(&settings.stime_em, &settings.stime_lap_em);
   if (settings.mode_search_num_class && !settings.mode_read_hparam) fit_k_range();
   else fit_single_k();
-  settings.etime_em = current_sec();
-  settings.etime_lap_em = elapsed_sec();
+  stamp_time(&settings.etime_em, &settings.etime_lap_em);
 }
 
 void release_run() {
