@@ -1,0 +1,24 @@
+#include "prep/output_file.h"
+
+#include <cerrno>
+#include <cstring>
+
+#include "prep/prep_fail.h"
+
+OutputFile open_output_file(const std::string &path) {
+  OutputFile out{nullptr, path, path + ".part"};
+  out.fp = fopen(out.tmp_path.c_str(), "wb");
+  if (out.fp == nullptr) prep_die("cannot write %s: %s", out.tmp_path.c_str(), strerror(errno));
+  return out;
+}
+
+void commit_output_file(OutputFile *out) {
+  bool failed = ferror(out->fp) != 0;
+  failed = fclose(out->fp) != 0 || failed;
+  out->fp = nullptr;
+  if (failed || rename(out->tmp_path.c_str(), out->path.c_str()) != 0) {
+    int err = errno;
+    remove(out->tmp_path.c_str());
+    prep_die("cannot write %s: %s", out->path.c_str(), strerror(err));
+  }
+}

@@ -1,0 +1,29 @@
+// Command line of vesk-prep: INPUT BASE [options]. Every option is a word of
+// its own and its value is the next word.
+#ifndef VESK_PREP_PREP_OPTIONS_H
+#define VESK_PREP_PREP_OPTIONS_H
+
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "prep/role_override.h"
+#include "prep/vesk_command.h"
+
+struct PrepOptions {
+  std::string input;                  // the delimited file to read
+  std::string base;                   // base name of the files written
+  char delimiter;                     // 0: detect from the first line
+  bool header;                        // the first row names the columns
+  std::vector<std::string> missing;   // texts read as a missing value
+  std::vector<RoleOverride> overrides;
+  CommandChoices choices;
+};
+
+// Parses the words; prints the usage and exits 0 on --help; dies on anything
+// it does not know.
+PrepOptions parse_prep_options(int argc, char **argv);
+
+void print_prep_usage(FILE *fp);
+
+#endif
