@@ -57,8 +57,10 @@ struct TempDir {
   }
 };
 
-// Runs vesk with the given arguments (no shell quoting involved) in `dir`.
-inline RunResult run_vesk(const TempDir &dir, const std::vector<std::string> &args) {
+// Runs the program `bin` with the given arguments (no shell quoting
+// involved) in `dir`.
+inline RunResult run_program(const TempDir &dir, const std::string &bin,
+                             const std::vector<std::string> &args) {
   std::string out_path = dir.file(".stdout"), err_path = dir.file(".stderr");
   pid_t pid = fork();
   if (pid == 0) {
@@ -66,7 +68,6 @@ inline RunResult run_vesk(const TempDir &dir, const std::vector<std::string> &ar
     if (!freopen(out_path.c_str(), "wb", stdout)) _exit(127);
     if (!freopen(err_path.c_str(), "wb", stderr)) _exit(127);
     std::vector<char *> argv;
-    std::string bin = VESK_BIN;
     argv.push_back(const_cast<char *>(bin.c_str()));
     for (const std::string &a : args) argv.push_back(const_cast<char *>(a.c_str()));
     argv.push_back(nullptr);
@@ -82,6 +83,11 @@ inline RunResult run_vesk(const TempDir &dir, const std::vector<std::string> &ar
   unlink(out_path.c_str());
   unlink(err_path.c_str());
   return r;
+}
+
+// Runs vesk with the given arguments in `dir`.
+inline RunResult run_vesk(const TempDir &dir, const std::vector<std::string> &args) {
+  return run_program(dir, VESK_BIN, args);
 }
 
 // Lines of a text, without their line ends.
