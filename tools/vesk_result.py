@@ -195,10 +195,11 @@ def _melt_repeats(rows, names, group):
     return out
 
 
-def _fit(row, n, delim):
-    """A row cut or padded to n fields; extra fields join the last one."""
+def _fit(row, n):
+    """A row cut or padded to n fields; extra fields join the last one,
+    separated by commas in both file forms."""
     if len(row) > n:
-        return row[: n - 1] + [delim.join(row[n - 1:])]
+        return row[: n - 1] + [",".join(row[n - 1:])]
     return row + [None] * (n - len(row))
 
 
@@ -209,14 +210,14 @@ def _shape(sec, ctx, delim):
     width = max((len(r) for r in sec.rows), default=len(sec.columns or []))
     if sec.columns is None:
         names = ["Label", "Value"] if width == 2 else ["Field %d" % i for i in range(width)]
-        return names, [_fit(r, len(names), delim) for r in sec.rows], {}
+        return names, [_fit(r, len(names)) for r in sec.rows], {}
     names, attr_of = _expand(sec, width, ctx)
     rows = sec.rows
     if names[-2:] == ["Class k", "Conditional prob. P(k|x)"] and width > len(names):
         rows = _melt_repeats(rows, names, 2)
     elif len(names) == 1 and width > 1:
         names = names + ["Value"]
-    return names, [_fit(r, len(names), delim) for r in rows], attr_of
+    return names, [_fit(r, len(names)) for r in rows], attr_of
 
 
 def _is_text_column(name, attr_of, ctx):

@@ -1,1 +1,41 @@
+# Tests of the Python tools (result reader, plots, round trip through
+# vesk-prep and vesk). They need a Python 3 with pandas and matplotlib:
+# Debian's /usr/bin/python3 with python3-pandas and python3-matplotlib is
+# preferred, then the python3 first on PATH. Set VESK_PYTHON to choose.
+set(VESK_PYTHON "" CACHE FILEPATH "Python 3 interpreter with pandas and matplotlib")
+if(NOT VESK_PYTHON)
+  find_program(VESK_PATH_PYTHON3 NAMES python3)
+  foreach(candidate /usr/bin/python3 ${VESK_PATH_PYTHON3})
+    if(EXISTS ${candidate})
+      execute_process(COMMAND ${candidate} -c "import pandas, matplotlib"
+                      RESULT_VARIABLE has_modules OUTPUT_QUIET ERROR_QUIET)
+      if(has_modules EQUAL 0)
+        set(VESK_PYTHON ${candidate} CACHE FILEPATH
+            "Python 3 interpreter with pandas and matplotlib" FORCE)
+        break()
+      endif()
+    endif()
+  endforeach()
+endif()
 
+if(VESK_PYTHON)
+  foreach(suite test_result_reader test_round_trip test_vesk_plot)
+    add_test(NAME python.${suite}
+             COMMAND ${VESK_PYTHON} -m unittest -v ${suite}
+             WORKING_DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR}/python)
+    set_tests_properties(python.${suite} PROPERTIES ENVIRONMENT
+      "VESK_BIN=$<TARGET_FILE:vesk>;VESK_PREP_BIN=$<TARGET_FILE:vesk-prep>;VESK_SOURCE_DIR=${CMAKE_SOURCE_DIR};MPLBACKEND=Agg;PYTHONDONTWRITEBYTECODE=1")
+  endforeach()
+else()
+  message(WARNING "No python3 with pandas and matplotlib (Debian: python3-pandas "
+                  "python3-matplotlib): the tool tests are reported as skipped")
+  add_test(NAME python.tools_skipped
+           COMMAND sh -c "echo 'no python3 with pandas and matplotlib'; exit 77")
+  set_tests_properties(python.tools_skipped PROPERTIES SKIP_RETURN_CODE 77)
+endif()
+
+# `cmake --install` puts both programs and the tools in place.
+add_test(NAME install.layout
+         COMMAND ${CMAKE_COMMAND} -DBUILD_DIR=${CMAKE_BINARY_DIR}
+                 -DPREFIX=${CMAKE_CURRENT_BINARY_DIR}/install_check
+                 -P ${CMAKE_CURRENT_SOURCE_DIR}/python/install_check.cmake)
