@@ -20,6 +20,10 @@ int main(int argc, char **argv) {
   for (size_t c = 0; c < t.names.size(); c++)
     summaries.push_back(summarize_column(t, c, opt.missing));
   std::vector<ColumnPlan> plans = infer_roles(summaries);
+  if (!opt.columns_file.empty()) {
+    std::vector<RoleOverride> fixed = overrides_from_columns_file(opt.columns_file.c_str(), t);
+    opt.overrides.insert(opt.overrides.begin(), fixed.begin(), fixed.end());
+  }
   apply_role_overrides(opt.overrides, t, summaries, &plans);
 
   std::string freq = opt.base + "_freq.csv", columns = opt.base + "_columns.csv";
@@ -38,6 +42,11 @@ int main(int argc, char **argv) {
     prep_warn("%ld values hold characters the case file cannot hold and were percent-encoded "
               "(%s); the result reader decodes them",
               counts.values, encoded.c_str());
+  }
+  if (opt.choices.read_param) {
+    printf("Score with the model fitted on %s: cp %s %s, then run\n", opt.model_base.c_str(),
+           shell_quote(opt.model_base + "_param.csv").c_str(),
+           shell_quote(opt.base + "_param.csv").c_str());
   }
   printf("%s\n", vesk_command(opt.base, plans, opt.choices).c_str());
   return fflush(stdout) == 0 ? 0 : 1;

@@ -15,6 +15,8 @@ const char *const USAGE =
     "The last line of the output is the vesk command that fits it.\n"
     "Options:\n"
     "  --role NAME=ROLE   role of the column NAME: continuous, discrete, id, answer, ignored\n"
+    "  --columns FILE     take every role from FILE, the BASE_columns.csv of an earlier\n"
+    "                     run, to score new data with the model fitted there (-R)\n"
     "  --independent      one Gaussian per continuous column (default: one for all of them)\n"
     "  -k, --classes K    number of classes or Kmin:Kmax:Kstep in the command [2:6:1]\n"
     "  -d, --delimiter C  field delimiter of INPUT: , ; tab or one character [detected]\n"
@@ -47,7 +49,7 @@ bool is_option(const char *word, const char *shrt, const char *lng) {
 void print_prep_usage(FILE *fp) { fputs(USAGE, fp); }
 
 PrepOptions parse_prep_options(int argc, char **argv) {
-  PrepOptions o{"", "", 0, true, default_missing_markers(), {}, {"2:6:1", false}};
+  PrepOptions o{"", "", 0, true, default_missing_markers(), {}, "", "", {"2:6:1", false, false}};
   std::vector<std::string> positional;
   for (int i = 1; i < argc; i++) {
     const char *w = argv[i];
@@ -57,7 +59,8 @@ PrepOptions parse_prep_options(int argc, char **argv) {
     }
     bool takes_value = is_option(w, nullptr, "--role") || is_option(w, "-k", "--classes") ||
                        is_option(w, "-d", "--delimiter") || is_option(w, nullptr, "--na") ||
-                       is_option(w, nullptr, "--keep");
+                       is_option(w, nullptr, "--keep") ||
+                       is_option(w, nullptr, "--columns");
     if (takes_value && i + 1 >= argc) prep_die("%s needs a value (vesk-prep --help for usage)", w);
     const std::string v = takes_value ? argv[++i] : "";
     if (is_option(w, nullptr, "--role")) o.overrides.push_back(parse_role_override(v));
@@ -65,6 +68,7 @@ PrepOptions parse_prep_options(int argc, char **argv) {
     else if (is_option(w, "-d", "--delimiter")) o.delimiter = parse_delimiter(v);
     else if (is_option(w, nullptr, "--na")) o.missing.push_back(v);
     else if (is_option(w, nullptr, "--keep")) remove_marker(&o.missing, v);
+    else if (is_option(w, nullptr, "--columns")) o.columns_file = v;
     else if (is_option(w, nullptr, "--independent")) o.choices.independent = true;
     else if (is_option(w, nullptr, "--no-header")) o.header = false;
     else if (w[0] == '-' && w[1] != '\0') prep_die("unknown option %s (vesk-prep --help for usage)", w);
@@ -76,5 +80,13 @@ PrepOptions parse_prep_options(int argc, char **argv) {
   o.input = positional[0];
   o.base = positional[1];
   if (o.base.empty()) prep_die("BASE is empty");
+  if (!o.columns_file.empty()) {
+    const std::string ending = "_columns.csv";
+    const std::string &f = o.columns_file;
+    if (f.size() <= ending.size() || f.compare(f.size() - ending.size(), ending.size(), ending) != 0)
+      prep_die("--columns takes a file named BASE_columns.csv, not '%s'", f.c_str());
+    o.model_base = f.substr(0, f.size() - ending.size());
+    o.choices.read_param = true;
+  }
   return o;
 }

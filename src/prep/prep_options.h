@@ -17,6 +17,8 @@ struct PrepOptions {
   bool header;                        // the first row names the columns
   std::vector<std::string> missing;   // texts read as a missing value
   std::vector<RoleOverride> overrides;
+  std::string columns_file;           // roles from an earlier run's columns file
+  std::string model_base;             // base name of that run (columns file name less "_columns.csv")
   CommandChoices choices;
 };
 

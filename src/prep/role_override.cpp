@@ -51,6 +51,25 @@ void yield_role(std::vector<ColumnPlan> *plans, int role, const char *reason) {
 
 }  // namespace
 
+std::vector<RoleOverride> overrides_from_columns_file(const char *path, const DelimitedTable &t) {
+  DelimitedTable cols = read_delimited_table(path, ',', true);
+  if (cols.names.size() != 3 || cols.names[1] != "name" || cols.names[2] != "role")
+    prep_die("%s is not a columns file (index,name,role)", path);
+  if (cols.rows.size() != t.names.size())
+    prep_die("%s names %zu columns but the input has %zu", path, cols.rows.size(), t.names.size());
+  std::vector<RoleOverride> out;
+  for (size_t c = 0; c < cols.rows.size(); c++) {
+    const std::vector<std::string> &row = cols.rows[c];
+    if (row[1] != t.names[c])
+      prep_die("column %zu of the input is '%s' but %s names it '%s'", c, t.names[c].c_str(), path,
+               row[1].c_str());
+    int role = parse_role_name(row[2]);
+    if (role < 0) prep_die("%s: line %d: unknown role '%s'", path, cols.row_line[c], row[2].c_str());
+    out.push_back({row[1], role});
+  }
+  return out;
+}
+
 RoleOverride parse_role_override(const std::string &text) {
   size_t eq = text.rfind('=');
   if (eq == std::string::npos || eq == 0)

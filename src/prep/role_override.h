@@ -18,6 +18,11 @@ struct RoleOverride {
 // Parses "NAME=ROLE" (split at the last "="); dies on another form.
 RoleOverride parse_role_override(const std::string &text);
 
+// The roles of a columns file written by an earlier run ("index,name,role"),
+// as overrides for every column of `t`; dies when its names differ from the
+// names of `t`.
+std::vector<RoleOverride> overrides_from_columns_file(const char *path, const DelimitedTable &t);
+
 // Sets the roles the user chose. A column the user makes the ID or the answer
 // takes that role from any column that had it from the data alone. Dies on an
 // unknown or ambiguous name, on a continuous column with text in it, on an ID

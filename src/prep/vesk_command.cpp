@@ -68,5 +68,6 @@ std::string vesk_command(const std::string &base, const std::vector<ColumnPlan> 
   if (!answer.empty()) cmd += " -E " + num(answer[0]);
   if (!ignored.empty()) cmd += " -y " + index_items(ignored);
   if (id.empty() && cont.empty()) cmd += " --uncompress";
+  if (choices.read_param) return cmd + " -R";
   return cmd + " -k " + shell_quote(choices.classes) + " -n 10 -A";
 }

@@ -11,6 +11,7 @@
 struct CommandChoices {
   std::string classes;  // value of -k
   bool independent;     // one Gaussian per continuous column instead of one for all
+  bool read_param;      // score with a fitted model (-R) instead of fitting
 };
 
 // Increasing indices as items joined by ",": runs of three or more as "a-b".
@@ -22,7 +23,8 @@ std::string single_groups(const std::vector<int> &indices);
 // else in single quotes.
 std::string shell_quote(const std::string &word);
 
-// "vesk -f BASE -x N [-u ...] [-I i] [-E i] [-y ...] [--uncompress] -k K -n 10 -A".
+// "vesk -f BASE -x N [-u ...] [-I i] [-E i] [-y ...] [--uncompress] -k K -n 10 -A",
+// or ending in "-R" instead of "-k K -n 10 -A" with `read_param`.
 // --uncompress is added when there is neither an ID nor a continuous column,
 // so that identical rows stay apart and every case ID is a row number.
 std::string vesk_command(const std::string &base, const std::vector<ColumnPlan> &plans,

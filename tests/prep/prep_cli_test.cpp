@@ -162,6 +162,40 @@ TEST(PrepCli, VeskFitsThePreparedExample) {
   EXPECT_EQ(rows[149].substr(0, 5), "p150,");
 }
 
+// New data prepared with the roles of an earlier run, and scored with the
+// model fitted there: a column that is constant in the new rows keeps its role.
+TEST(PrepCli, NewDataScoredWithAFittedModel) {
+  TempDir dir;
+  std::string raw = read_file(std::string(VESK_SOURCE_DIR) + "/examples/iris_raw.csv");
+  dir.write("iris.csv", raw);
+  RunResult p = run_prep(dir, {"iris.csv", "iris", "-k", "3"});
+  ASSERT_EQ(p.status, 0) << p.err;
+  ASSERT_EQ(run_vesk(dir, vesk_args(last_line(p.out), {"-r", "1", "-n", "2"})).status, 0);
+  // The header and the first three rows (all setosa), under new IDs.
+  std::vector<std::string> lines = split_lines(raw);
+  dir.write("new.csv", lines[0] + "\n" + "n" + lines[1].substr(1) + "\n" + "n" +
+                           lines[2].substr(1) + "\n" + "n" + lines[3].substr(1) + "\n");
+  p = run_prep(dir, {"new.csv", "new", "--columns", "iris_columns.csv"});
+  ASSERT_EQ(p.status, 0) << p.err;
+  std::vector<std::string> out = split_lines(p.out);
+  ASSERT_GE(out.size(), 2u);
+  EXPECT_EQ(out[out.size() - 2],
+            "Score with the model fitted on iris: cp iris_param.csv new_param.csv, then run");
+  EXPECT_EQ(out.back(), "vesk -f new -x 7 -u 1-4 -I 0 -y 6 -R");
+  EXPECT_EQ(dir.read("new_columns.csv"), dir.read("iris_columns.csv"));
+  dir.write("new_param.csv", dir.read("iris_param.csv"));
+  RunResult v = run_vesk(dir, vesk_args(out.back(), {}));
+  ASSERT_EQ(v.status, 0) << v.err;
+  std::vector<std::string> rows = section_rows(dir.read("new_cluster.csv"), "CLUSTER-CASE-BY-CASE");
+  ASSERT_EQ(rows.size(), 3u);
+  EXPECT_EQ(rows[2].substr(0, 5), "n003,");
+
+  dir.write("other.csv", "a,b\n1,x\n2,y\n");
+  p = run_prep(dir, {"other.csv", "o", "--columns", "iris_columns.csv"});
+  EXPECT_EQ(p.status, 1);
+  EXPECT_EQ(p.err, "vesk-prep: iris_columns.csv names 7 columns but the input has 2\n");
+}
+
 // With only discrete columns vesk merges identical rows unless told not to;
 // the printed command keeps every row, so case IDs are row numbers.
 TEST(PrepCli, IdenticalRowsStayApart) {

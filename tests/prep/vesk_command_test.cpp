@@ -25,14 +25,17 @@ TEST(VeskCommand, FilledInFromTheRoles) {
   std::vector<ColumnPlan> plans = {{ROLE_ID, ""},         {ROLE_CONTINUOUS, ""}, {ROLE_CONTINUOUS, ""},
                                    {ROLE_DISCRETE, ""},   {ROLE_CONTINUOUS, ""}, {ROLE_ANSWER, ""},
                                    {ROLE_IGNORED, ""},    {ROLE_IGNORED, ""}};
-  EXPECT_EQ(vesk_command("cars", plans, {"2:6:1", false}),
+  EXPECT_EQ(vesk_command("cars", plans, {"2:6:1", false, false}),
             "vesk -f cars -x 8 -u 1,2,4 -I 0 -E 5 -y 6,7 -k 2:6:1 -n 10 -A");
-  EXPECT_EQ(vesk_command("my cars", plans, {"3", true}),
+  EXPECT_EQ(vesk_command("my cars", plans, {"3", true, false}),
             "vesk -f 'my cars' -x 8 -u 1~2#4 -I 0 -E 5 -y 6,7 -k 3 -n 10 -A");
   // Only discrete attributes and no ID: identical rows must stay apart.
   std::vector<ColumnPlan> discrete = {{ROLE_DISCRETE, ""}, {ROLE_DISCRETE, ""}};
-  EXPECT_EQ(vesk_command("t", discrete, {"2:4:1", false}),
+  EXPECT_EQ(vesk_command("t", discrete, {"2:4:1", false, false}),
             "vesk -f t -x 2 --uncompress -k 2:4:1 -n 10 -A");
+  // Scoring with a fitted model reads its parameters instead of fitting.
+  EXPECT_EQ(vesk_command("new", plans, {"2:6:1", false, true}),
+            "vesk -f new -x 8 -u 1,2,4 -I 0 -E 5 -y 6,7 -R");
 }
 
 }  // namespace
