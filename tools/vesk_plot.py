@@ -21,11 +21,15 @@ or the smallest when that is above 2: the best K may lie outside the range.
 import os
 import sys
 
-import matplotlib
+try:
+    import matplotlib
+    import pandas as pd
+except ImportError:  # the python3 first on PATH may lack them
+    sys.exit("vesk_plot.py needs pandas and matplotlib: on Debian apt-get install "
+             "python3-pandas python3-matplotlib and run it with /usr/bin/python3")
 
 matplotlib.use("Agg")
 import matplotlib.pyplot as plt  # noqa: E402
-import pandas as pd  # noqa: E402
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 from vesk_result import read_result  # noqa: E402

@@ -38,7 +38,12 @@ import re
 import sys
 import urllib.parse
 
-import pandas as pd
+try:
+    import pandas as pd
+except ImportError:  # the python3 first on PATH may lack pandas
+    sys.exit("%s needs pandas (and matplotlib for plots): on Debian apt-get install "
+             "python3-pandas python3-matplotlib and run it with /usr/bin/python3"
+             % os.path.basename(sys.argv[0]))
 
 __all__ = ["read_result", "read_sections", "read_columns", "model_attributes"]
 
