@@ -15,6 +15,7 @@
 #include "model/em.h"
 #include "model/ic.h"
 #include "output/print.h"
+#include "smem/smem.h"
 
 namespace {
 
@@ -298,9 +299,12 @@ void score_model(int kidx) {
   model.ic[kidx] = settings.ic_type == 1 ? model.bic[kidx] : model.autoclass[kidx];
 }
 
-// Fits the current K: split-and-merge EM would take over here for K >= 3
-// once it exists; plain EM with restarts otherwise.
-void fit_model(int kidx) { em_iterate(kidx); }
+// Fits the current K: split-and-merge EM when enabled and a split-merge
+// triple exists (K >= 3), plain EM with restarts otherwise.
+void fit_model(int kidx) {
+  if (settings.num_sm > 0 && settings.num_class >= 3) smem_iterate(kidx);
+  else em_iterate(kidx);
+}
 
 void alloc_fit_arrays() {
   alloc_prob();

@@ -28,6 +28,9 @@ void update_param();
 // Discrete and Gaussian parameters of class k from its expectations (no class
 // probability, no precision refresh).
 void update_param_one(int k);
+// Stops on a NaN or infinite value after writing the parameters to the log,
+// naming `where` and the matching message.
+void check_score(long double x, const char *where, const char *nan_msg, const char *inf_msg);
 long double compute_loglike();
 long double compute_log_prior();
 

@@ -119,9 +119,6 @@ void update_param() {
   if (settings.mode_verbose) print_param(settings.fp_log);
 }
 
-namespace {
-
-// Stops on a NaN or infinite objective after writing the parameters to the log.
 void check_score(long double x, const char *where, const char *nan_msg, const char *inf_msg) {
   if (std::isnan(x)) {
     print_param(settings.fp_log);
@@ -132,8 +129,6 @@ void check_score(long double x, const char *where, const char *nan_msg, const ch
     die_numeric(where, inf_msg);
   }
 }
-
-}  // namespace
 
 long double compute_loglike() {
   long double l = 0;
