@@ -252,15 +252,18 @@ int em_iterate_body(int r, int i, int max, long double beta0) {
   return i;
 }
 
+unsigned int reseed_restart() {
+  if (settings.mode_set_seed) return 0;
+  unsigned int s = static_cast<unsigned int>(genrand_int31());
+  init_genrand(s);
+  return s;
+}
+
 void em_iterate(int kidx) {
   int m = iteration_limit(), pre = preliminary_limit(m);
   int r_best = 0, last_best = 0;
   for (int r = 0; r < settings.num_init; r++) {
-    unsigned int s = 0;
-    if (!settings.mode_set_seed) {
-      s = static_cast<unsigned int>(genrand_int31());
-      init_genrand(s);
-    }
+    unsigned int s = reseed_restart();
     initialize_param();
     int last = em_iterate_body(r, 0, pre, settings.itemp_init);
     model.log_seed[kidx][r] = s;

@@ -57,6 +57,9 @@ EmVerdict report_stop(const char *fmt, int i, long double lambda);
 // unless quiet); false once it is 1 or without annealing.
 bool raise_itemp(int quiet, int i, long double *beta);
 void initialize_param();
+// Unless a seed was given, draws a restart's seed and re-seeds the generator
+// with it; returns the seed to log (0 with a given seed).
+unsigned int reseed_restart();
 int em_iterate_body(int r, int i0, int max, long double beta0);
 void em_iterate(int kidx);
 

@@ -29,6 +29,8 @@ void print_smooth(FILE *fp);
 void print_ic(FILE *fp);
 void print_seed(FILE *fp);
 void print_loglike(FILE *fp, int last_iter);
+// The column names of an objective trace from "Num. of updates" on.
+void add_loglike_cols(bool map, bool daem);
 void print_decrease(FILE *fp, int restart, int iter);
 // The decrease report: `stage` names the row that carries stage_no
 // ("Restart" or "SplitMergeOperation"), then the trace values at iter - 1 and iter.

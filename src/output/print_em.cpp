@@ -144,11 +144,7 @@ void print_seed(FILE *fp) {
   }
 }
 
-void print_loglike(FILE *fp, int last_iter) {
-  int k = settings.num_class;
-  bool map = settings.mode_smooth, daem = settings.mode_daem;
-  add_desc_id("LOGLIKE-K%d", k);
-  add_desc_col("Num. of classes");
+void add_loglike_cols(bool map, bool daem) {
   add_desc_col("Num. of updates");
   add_desc_col("Log likelihood");
   if (map) {
@@ -156,6 +152,14 @@ void print_loglike(FILE *fp, int last_iter) {
     add_desc_col("Log a posteriori prob.");
   }
   if (daem) add_desc_col("Inverse temperature");
+}
+
+void print_loglike(FILE *fp, int last_iter) {
+  int k = settings.num_class;
+  bool map = settings.mode_smooth, daem = settings.mode_daem;
+  add_desc_id("LOGLIKE-K%d", k);
+  add_desc_col("Num. of classes");
+  add_loglike_cols(map, daem);
   flush_desc(fp);
   for (int t = 0; t <= last_iter; t++) {
     if (map && daem)

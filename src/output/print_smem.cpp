@@ -8,13 +8,23 @@
 #include "output/print_common.h"
 #include "smem/smem.h"
 
-void print_num_iterate_sm(FILE *fp) {
-  int k = settings.num_class;
-  add_desc_id("SMEM-EM-STAT-K%d", k);
+namespace {
+
+// Header of a section per operation: class count, operation, then the
+// other columns given.
+void begin_op_section(const char *id, const char *col3, const char *col4) {
+  add_desc_id("%s-K%d", id, settings.num_class);
   add_desc_col("Num. of classes");
   add_desc_col("Num. of split-merge operations");
-  add_desc_col("Num. of updates in partial EM");
-  add_desc_col("Num. of updates in full EM");
+  if (col3 != nullptr) add_desc_col("%s", col3);
+  if (col4 != nullptr) add_desc_col("%s", col4);
+}
+
+}  // namespace
+
+void print_num_iterate_sm(FILE *fp) {
+  int k = settings.num_class;
+  begin_op_section("SMEM-EM-STAT", "Num. of updates in partial EM", "Num. of updates in full EM");
   flush_desc(fp);
   print_data(fp, "%d,%d,N/A,%d", k, 0, smem.num_iterate_sm_full[0]);
   for (int o = 1; o <= settings.num_sm; o++)
@@ -24,11 +34,7 @@ void print_num_iterate_sm(FILE *fp) {
 // Operation o + 1 is counted in slot o; rows carry the operation number.
 void print_num_result_sm(FILE *fp) {
   int k = settings.num_class;
-  add_desc_id("SMEM-OP-STAT-K%d", k);
-  add_desc_col("Num. of classes");
-  add_desc_col("Num. of split-merge operations");
-  add_desc_col("Num. of rejected candidates");
-  add_desc_col("Num. of ignored candidates");
+  begin_op_section("SMEM-OP-STAT", "Num. of rejected candidates", "Num. of ignored candidates");
   flush_desc(fp);
   for (int o = 0; o < settings.num_sm; o++)
     print_data(fp, "%d,%d,%d,%d", k, o + 1, smem.num_result_rejected[o], smem.num_result_skipped[o]);
@@ -54,21 +60,10 @@ void print_loglike_sm_row(FILE *fp, int k, int o, int t, bool map, bool daem) {
 void print_loglike_sm(FILE *fp) {
   int k = settings.num_class;
   bool map = settings.mode_smooth, daem = settings.mode_daem;
-  add_desc_id("LOGLIKE-SMEM-K%d", k);
-  add_desc_col("Num. of classes");
-  add_desc_col("Num. of split-merge operations");
-  if (daem && !map) {
-    // One column name for two columns in this form, as the format has it.
-    add_desc_col("Num. of updates, Log likelihood");
-  } else {
-    add_desc_col("Num. of updates");
-    add_desc_col("Log likelihood");
-  }
-  if (map) {
-    add_desc_col("Log prior prob.");
-    add_desc_col("Log a posteriori prob.");
-  }
-  if (daem) add_desc_col("Inverse temperature");
+  // The annealed ML form names its update and likelihood columns as one;
+  // joined by ", " on the column line, the text is the same.
+  begin_op_section("LOGLIKE-SMEM", nullptr, nullptr);
+  add_loglike_cols(map, daem);
   flush_desc(fp);
   for (int o = 0; o <= settings.num_sm; o++)
     for (int t = 0; t < smem.num_iterate_sm_full[o]; t++) print_loglike_sm_row(fp, k, o, t, map, daem);

@@ -7,7 +7,6 @@
 #include <cstring>
 
 #include "base/misc.h"
-#include "base/random.h"
 #include "driver/vesk.h"
 #include "model/allocate.h"
 #include "model/em.h"
@@ -231,11 +230,7 @@ void copy_row0(bool to_best, int n) {
 void run_restarts(int kidx, int limit) {
   int r_best = 0, n_best = 0;
   for (int r = 0; r < settings.num_init; r++) {
-    unsigned int s = 0;
-    if (!settings.mode_set_seed) {
-      s = static_cast<unsigned int>(genrand_int31());
-      init_genrand(s);
-    }
+    unsigned int s = reseed_restart();
     print_msg("  [%d] #iters ", r);
     initialize_param();
     int n = smem_iterate_full(0, 0, limit, settings.itemp_init);
@@ -263,7 +258,7 @@ void run_restarts(int kidx, int limit) {
 
 }  // namespace
 
-void smem_iterate(int kidx) {
+void alloc_smem() {
   alloc_jmerge();
   alloc_jsplit();
   alloc_candidate();
@@ -277,12 +272,9 @@ void smem_iterate(int kidx) {
   alloc_prob_part();
   smem.jsplit_run = -1;
   smem.last_i = smem.last_j = -1;
-  int limit = update_limit();
-  run_restarts(kidx, limit);
-  run_sm_operations(limit);
-  print_num_iterate_sm(settings.fp_log);
-  print_num_result_sm(settings.fp_log);
-  print_loglike_sm(settings.fp_log);
+}
+
+void release_smem() {
   release_prob_part();
   release_param_part();
   release_num_result_sm();
@@ -292,4 +284,15 @@ void smem_iterate(int kidx) {
   release_candidate();
   release_jsplit();
   release_jmerge();
+}
+
+void smem_iterate(int kidx) {
+  alloc_smem();
+  int limit = update_limit();
+  run_restarts(kidx, limit);
+  run_sm_operations(limit);
+  print_num_iterate_sm(settings.fp_log);
+  print_num_result_sm(settings.fp_log);
+  print_loglike_sm(settings.fp_log);
+  release_smem();
 }

@@ -108,6 +108,10 @@ void release_num_result_sm();
 void record_loglike_sm(int o, int t, long double itemp);
 // Full EM from the current parameters on row o from update `start`.
 int smem_iterate_full(int o, int start, int limit, long double itemp);
+// Every array of the loop for the current K and num_sm, with the filter
+// state reset; and their release.
+void alloc_smem();
+void release_smem();
 // Phase 2: up to num_sm operations from the current model (the best
 // restart); leaves the kept model and its final values in place.
 void run_sm_operations(int limit);

@@ -19,33 +19,13 @@ namespace {
 
 using smem_fixture::MixedModel;
 
-// The arrays smem_iterate allocates, for calling its pieces one by one.
+// The arrays of the loop, for calling its pieces one by one.
 void open_smem() {
   settings.num_sm = 2;
-  alloc_jmerge();
-  alloc_jsplit();
-  alloc_candidate();
-  alloc_param_sm();
-  alloc_ll_sm_size();
-  alloc_loglike_sm();
-  alloc_log_itemp_sm();
-  alloc_num_iterate_sm();
-  alloc_num_result_sm();
-  alloc_param_part();
-  alloc_prob_part();
+  alloc_smem();
 }
 
-void close_smem() {
-  release_prob_part();
-  release_param_part();
-  release_num_result_sm();
-  release_num_iterate_sm();
-  release_loglike_sm();
-  release_param_sm();
-  release_candidate();
-  release_jsplit();
-  release_jmerge();
-}
+void close_smem() { release_smem(); }
 
 // Re-initialises a candidate as the text describes, with the draws taken in
 // the same order from a generator seeded alike, and compares every parameter.
@@ -251,8 +231,12 @@ TEST(SmemRun, FinalModelIsKeptAndNeverWorse) {
     std::string logged = stream_text(log);
     EXPECT_NE(logged.find("#### ID:SMEM-EM-STAT-K" + std::to_string(k)), std::string::npos);
     EXPECT_EQ(logged.find("#### ID:LOGLIKE-K"), std::string::npos);  // the plain trace is not written
-    if (accepted < 4) EXPECT_NE(said.find("<<All candidates are rejected>>"), std::string::npos);
-    if (k == 4) EXPECT_GT(accepted, 0);  // the run exercises acceptance
+    if (accepted < 4) {
+      EXPECT_NE(said.find("<<All candidates are rejected>>"), std::string::npos);
+    }
+    if (k == 4) {
+      EXPECT_GT(accepted, 0);  // the run exercises acceptance
+    }
     settings.fp_msg = nullptr;
     fclose(msg);
     fclose(log);
