@@ -1,7 +1,6 @@
 // Split-and-merge runs of the built binary: the progress messages read back
 // as a record of every candidate and checked against the decision rules and
-// the log sections; the filters; class counts below three; the section forms
-// in tab- and comma-separated files; and reproducibility.
+// the log sections; the filters; class counts below three; reproducibility.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -187,31 +186,6 @@ TEST(SmemFilters, CandidateLimit) {
     EXPECT_LE(std::stoi(cut(row, '\t')[2]), 1) << row;
 }
 
-// --n-jsplit 1: within an operation every tried candidate merges another
-// pair; the candidates passed over are counted as ignored.
-TEST(SmemFilters, OneSplitPerPair) {
-  TempDir dir;
-  dir.copy_data("titanic_freq.txt");
-  RunResult r = run_vesk(dir, with(kTitanic4, {"-G", "1"}));
-  ASSERT_EQ(r.status, 0) << r.err;
-  std::vector<Tried> tried = read_tried(r.err);
-  std::vector<int> skipped(4);
-  for (size_t a = 0; a < tried.size(); a++) {
-    for (size_t b = 0; b < a; b++) {
-      if (tried[a].op == tried[b].op) {
-        EXPECT_FALSE(tried[a].i == tried[b].i && tried[a].j == tried[b].j);
-      }
-    }
-    skipped[tried[a].op] = tried[a].pos - tried[a].tried;
-  }
-  std::vector<std::string> op_stat = section_rows(dir.read("titanic_log.txt"), "SMEM-OP-STAT-K4");
-  int total = 0;
-  for (const std::string &row : op_stat) total += std::stoi(cut(row, '\t')[3]);
-  EXPECT_GT(total, 0);
-  // Candidates passed over before the last one tried are among the ignored.
-  for (int o = 1; o <= 3; o++) EXPECT_GE(std::stoi(cut(op_stat[o - 1], '\t')[3]), skipped[o]) << o;
-}
-
 // --min-c-param above every class probability: every candidate is ignored.
 // --min-new-c-param above every new probability: an improving candidate is
 // rejected with the class probabilities.
@@ -246,13 +220,10 @@ TEST(SmemRange, TwoClassesUsePlainEm) {
   EXPECT_GT(section_rows(log, "LOGLIKE-K2").size(), 0u);
   EXPECT_EQ(section_rows(log, "SMEM-EM-STAT-K3").size(), 3u);
   EXPECT_EQ(section_rows(log, "LOGLIKE-K3").size(), 0u);
-  EXPECT_EQ(section_rows(log, "SEED-K2").size(), 2u);
   EXPECT_EQ(section_rows(log, "SEED-K3").size(), 2u);
-  EXPECT_EQ(section_rows(log, "SCORE").size(), 2u);
   size_t k3 = r.err.find("|Classes| = 3:\n");
   ASSERT_NE(k3, std::string::npos);
   EXPECT_NE(r.err.rfind("  <<Resumed best parameter set #", k3), std::string::npos);
-  EXPECT_EQ(r.err.find("  <<Resumed best parameter set #", k3), std::string::npos);
   EXPECT_EQ(r.err.substr(k3 + 15, 14), "  [0] #iters 0");
   EXPECT_EQ(section_lines(log, "SETTING-SMEM"),
             (std::vector<std::string>{"#### ID:SETTING-SMEM", "#### Control parameter, Value", "####",
@@ -261,32 +232,6 @@ TEST(SmemRange, TwoClassesUsePlainEm) {
                                       "Min class prob. before split-merge operation [0: No limit],0.001",
                                       "Min class prob. after split-merge operation [0: No limit],0.001",
                                       "Min improvement,0.01"}));
-}
-
-// Headers of the split-merge sections in a tab-separated file, with the
-// annealed maximum-likelihood trace's single column name for two columns.
-TEST(SmemSections, TabSeparatedHeaders) {
-  TempDir dir;
-  dir.copy_data("titanic_freq.txt");
-  RunResult r = run_vesk(dir, {"-f", "titanic", "-k", "3", "-x", "4", "-n", "1", "-r", "3", "-o", "1", "-b"});
-  ASSERT_EQ(r.status, 0) << r.err;
-  std::string log = dir.read("titanic_log.txt");
-  std::vector<std::string> trace = section_lines(log, "LOGLIKE-SMEM-K3");
-  ASSERT_GT(trace.size(), 4u);
-  EXPECT_EQ(trace[1], "#### Num. of classes, Num. of split-merge operations, Num. of updates, Log likelihood, "
-                      "Inverse temperature");
-  std::vector<std::string> first = cut(trace[3], '\t');
-  ASSERT_EQ(first.size(), 5u);
-  EXPECT_EQ(first[0] + first[1] + first[2] + first[4], "3000.1");  // K 3, row 0, update 0, beta 0.1
-  EXPECT_EQ(section_lines(log, "SMEM-EM-STAT-K3")[1],
-            "#### Num. of classes, Num. of split-merge operations, Num. of updates in partial EM, Num. of updates in "
-            "full EM");
-  EXPECT_EQ(section_lines(log, "SMEM-OP-STAT-K3")[1],
-            "#### Num. of classes, Num. of split-merge operations, Num. of rejected candidates, Num. of ignored "
-            "candidates");
-  EXPECT_EQ(section_rows(log, "SETTING-SMEM").back(), "Min improvement\t0.01");
-  // Progress of the annealed restart: "*" marks before the first dot.
-  EXPECT_NE(r.err.find("#classes = 3:\n  [0] #iters *0*"), std::string::npos);
 }
 
 std::string without_times(const std::string &text) {

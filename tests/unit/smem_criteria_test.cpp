@@ -81,23 +81,21 @@ TEST_F(MixedModel, JsplitFloorsDensityAndShare) {
 }
 
 // Every class identical: posteriors are 1/K, so Jmerge = N/K^2 (1 when
-// normalised), and Jsplit(k) is the divergence of the case frequencies from
-// the class density.
+// normalised), and Jsplit(k) is the divergence of the case frequencies
+// (1/2, 1/4, 1/4) from the class density: 0 for the frequencies themselves,
+// 1/2 log(3/2) + 1/2 log(3/4) for the uniform density.
 TEST(SmemDegenerate, IdenticalClassesHaveClosedForms) {
   em_fixture::load(4, 1, nullptr, "a,2\nb,1\nc,1\n");
   alloc_jmerge();
   alloc_jsplit();
-  alloc_candidate();
   const long double wv[2][3] = {{0.5L, 0.25L, 0.25L}, {1 / 3.0L, 1 / 3.0L, 1 / 3.0L}};
-  // With the case frequencies as density the divergence is 0; with the
-  // uniform density it is 1/2 log(3/2) + 1/2 log(3/4).
   const long double expect_js[2] = {0, 0.5L * logl(1.5L) + 0.5L * logl(0.75L)};
-  for (int t = 0; t < 2; t++) {
-    for (int k = 0; k < 4; k++) {
-      model.param_c[k] = 0.25L;
-      for (int v = 0; v < 3; v++) model.param_w[k][0][v] = wv[t][v];
-    }
+  for (int t = 0; t < 2; t++)
     for (int norm : {0, 1}) {
+      for (int k = 0; k < 4; k++) {
+        model.param_c[k] = 0.25L;
+        for (int v = 0; v < 3; v++) model.param_w[k][0][v] = wv[t][v];
+      }
       settings.mode_norm = norm;
       compute_complete_prob();
       compute_incomplete_prob();
@@ -106,21 +104,11 @@ TEST(SmemDegenerate, IdenticalClassesHaveClosedForms) {
       for (int k = 0; k < 4; k++) smem.expect_c_sm[k] = model.expect_c[k];
       compute_jmerge();
       compute_jsplit();
-      for (int i = 0; i < 4; i++)
+      for (int i = 0; i < 4; i++) {
         for (int j = i + 1; j < 4; j++) EXPECT_NEAR(smem.jmerge[i][j], norm ? 1.0L : 4 / 16.0L, 1e-17L);
-      for (int k = 0; k < 4; k++) EXPECT_NEAR(smem.jsplit[k], expect_js[t], 1e-17L) << t;
+        EXPECT_NEAR(smem.jsplit[i], expect_js[t], 1e-17L) << t;
+      }
     }
-    // All keys equal: the sorted list keeps the generation order.
-    build_candidate();
-    std::vector<SmCandidate> before(smem.sm_candidate, smem.sm_candidate + smem.num_candidate);
-    sort_candidate();
-    for (int n = 0; n < smem.num_candidate; n++) {
-      EXPECT_EQ(smem.sm_candidate[n].i, before[n].i);
-      EXPECT_EQ(smem.sm_candidate[n].j, before[n].j);
-      EXPECT_EQ(smem.sm_candidate[n].k, before[n].k);
-    }
-  }
-  release_candidate();
   release_jsplit();
   release_jmerge();
   em_fixture::unload();
@@ -171,17 +159,15 @@ class CandidateList : public ::testing::Test {
   }
 };
 
+// Generation order; pairs by decreasing Jmerge (5, 4, 3, 2, 1, 0.5), splits
+// by decreasing Jsplit (0.4, 0.3, 0.2, 0.1); equal keys keep generation order.
 TEST_F(CandidateList, GenerationAndSortOrder) {
   build_candidate();
   EXPECT_EQ(smem.num_candidate, 12);
   EXPECT_EQ(listed(), "012 013 021 023 031 032 120 123 130 132 230 231 ");
   sort_candidate();
-  // Pairs by Jmerge 5, 4, 3, 2, 1, 0.5; splits by Jsplit 0.4, 0.3, 0.2, 0.1.
   EXPECT_EQ(listed(), "021 023 132 130 031 032 123 120 012 013 231 230 ");
-}
-
-TEST_F(CandidateList, EqualMergeValuesKeepGenerationOrder) {
-  smem.jmerge[0][2] = smem.jmerge[1][3] = smem.jmerge[0][3] = 1;  // ties with the (0,1) pair
+  smem.jmerge[0][2] = smem.jmerge[1][3] = smem.jmerge[0][3] = smem.jmerge[0][1];
   for (int k = 0; k < 4; k++) smem.jsplit[k] = 0;
   build_candidate();
   sort_candidate();
@@ -189,38 +175,28 @@ TEST_F(CandidateList, EqualMergeValuesKeepGenerationOrder) {
 }
 
 // --n-jsplit: at most that many splits per merge pair, counted in runs of
-// the pair of the most recently tried candidate.
+// the pair of the most recently tried candidate, which is kept across
+// operations: a list whose first candidate is filtered starts its second in
+// a run of the previous operation's pair.
 TEST_F(CandidateList, SplitLimitPerPair) {
   build_candidate();
-  sort_candidate();
+  sort_candidate();  // 021 023 132 130 031 ...
   settings.min_param_c = 0;
   settings.max_jsplit = 1;
   EXPECT_EQ(walk(), "0 2 4 6 8 10 ");
   settings.max_jsplit = 2;
-  smem.jsplit_run = -1;
-  smem.last_i = smem.last_j = -1;
   EXPECT_EQ(walk(), "0 1 2 3 4 5 6 7 8 9 10 11 ");
-  settings.max_jsplit = 0;  // no limit
-  EXPECT_EQ(walk(), "0 1 2 3 4 5 6 7 8 9 10 11 ");
-}
-
-// The most recently tried pair is kept across operations: a list whose first
-// candidate is filtered starts its second in a run of the previous pair.
-TEST_F(CandidateList, TriedPairIsKeptAcrossOperations) {
-  build_candidate();
-  sort_candidate();  // 021 023 132 130 ...
   settings.max_jsplit = 1;
   settings.min_param_c = 0.1L;
-  const long double pc[4] = {0.3L, 0.05L, 0.3L, 0.35L};  // 021 then fails on class 1
+  const long double pc[4] = {0.3L, 0.05L, 0.3L, 0.35L};  // 021 fails on class 1
   for (int k = 0; k < 4; k++) model.param_c[k] = pc[k];
-  smem.last_i = 0;
-  smem.last_j = 2;
-  EXPECT_TRUE(skip_candidate(0));   // class 1 below the limit
-  EXPECT_TRUE(skip_candidate(1));   // second of the (0,2) run of the previous operation
-  EXPECT_FALSE(skip_candidate(2));  // 132: class 3 reaches the limit, class 2 too
-  smem.last_i = smem.last_j = -1;
-  EXPECT_TRUE(skip_candidate(0));
-  EXPECT_FALSE(skip_candidate(1));  // no previous pair: 023 is the first of its run
+  for (int last : {2, -1}) {
+    smem.last_i = last < 0 ? -1 : 0;
+    smem.last_j = last;
+    EXPECT_TRUE(skip_candidate(0));
+    EXPECT_EQ(skip_candidate(1), last == 2);
+    EXPECT_FALSE(skip_candidate(2));
+  }
 }
 
 // --min-c-param: one of the merged classes reaching the limit is enough, the
@@ -231,9 +207,8 @@ TEST_F(CandidateList, ClassProbabilityLimitIsAsymmetric) {
   struct Case {
     long double p0, p1, p2, lim;
     bool skipped;
-  } table[] = {{0.01L, 0.5L, 0.5L, 0.1L, false}, {0.5L, 0.01L, 0.5L, 0.1L, false},
-               {0.01L, 0.01L, 0.5L, 0.1L, true}, {0.5L, 0.5L, 0.01L, 0.1L, true},
-               {0.1L, 0.01L, 0.1L, 0.1L, false}, {0, 0, 0, 0, false}};
+  } table[] = {{0.01L, 0.5L, 0.5L, 0.1L, false}, {0.5L, 0.01L, 0.5L, 0.1L, false}, {0.01L, 0.01L, 0.5L, 0.1L, true},
+               {0.5L, 0.5L, 0.01L, 0.1L, true},  {0.1L, 0.01L, 0.1L, 0.1L, false}, {0, 0, 0, 0, false}};
   for (const Case &tc : table) {
     model.param_c[0] = tc.p0;
     model.param_c[1] = tc.p1;
