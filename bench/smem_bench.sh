@@ -2,7 +2,8 @@
 # Cost of split-and-merge EM: the fit of iris (K = 4) and of a synthetic data
 # set (one 4-dimensional Gaussian and 5 discrete attributes, K = 5), each with
 # AutoClass priors, once by plain EM and once with --n-sm 5. Prints the CPU
-# seconds of the fit, the EM updates and the candidates tried.
+# seconds of the fit, the rows of its objective traces in the log (the
+# updates of the kept runs) and the candidates tried.
 #
 # Usage: bench/smem_bench.sh [path/to/vesk] [cases] [restarts]
 set -euo pipefail
@@ -12,31 +13,16 @@ CASES=${2:-10000}
 RESTARTS=${3:-1}
 VESK=$(cd "$(dirname "$VESK")" && pwd)/$(basename "$VESK")
 DATA=$(cd "$(dirname "$0")/../data" && pwd)
+BENCH=$(cd "$(dirname "$0")" && pwd)
 WORK=$(mktemp -d /tmp/vesk_smem_bench_XXXXXX)
 trap 'rm -rf "$WORK"' EXIT
 cd "$WORK"
 cp "$DATA/iris_freq.csv" .
 
-# Five latent groups, as in em_bench.sh.
-awk -v n="$CASES" 'BEGIN {
-  srand(12345);
-  for (i = 0; i < n; i++) {
-    g = int(rand() * 5);
-    z1 = sqrt(-2 * log(1 - rand())) * cos(6.283185307 * rand());
-    z2 = sqrt(-2 * log(1 - rand())) * cos(6.283185307 * rand());
-    z3 = sqrt(-2 * log(1 - rand())) * cos(6.283185307 * rand());
-    z4 = sqrt(-2 * log(1 - rand())) * cos(6.283185307 * rand());
-    line = sprintf("%.4f,%.4f,%.4f,%.4f", 3 * g + z1, -2 * g + z1 + z2, g * g + z3, z4 - g);
-    for (a = 0; a < 5; a++) {
-      v = (rand() < 0.6) ? (g + a) % 4 : int(rand() * 4);
-      line = line sprintf(",v%d", v);
-    }
-    print line;
-  }
-}' > synth_freq.csv
+"$BENCH/synth_data.sh" "$CASES" > synth_freq.csv
 
-# run NAME BASE ARGS...: fits, then prints the EM CPU time, the updates of
-# every EM run (restarts and split-merge rows) and the candidates tried.
+# run NAME BASE ARGS...: fits, then prints the EM CPU time, the trace rows
+# and the candidates tried.
 run() {
   local name=$1 base=$2
   shift 2
