@@ -10,28 +10,12 @@ VESK=${1:-build/vesk}
 ITERS=${2:-20}
 CASES=${3:-100000}
 VESK=$(cd "$(dirname "$VESK")" && pwd)/$(basename "$VESK")
+BENCH=$(cd "$(dirname "$0")" && pwd)
 WORK=$(mktemp -d /tmp/vesk_bench_XXXXXX)
 trap 'rm -rf "$WORK"' EXIT
 cd "$WORK"
 
-# Five latent groups; each case draws its group, four correlated reals and
-# five discrete values whose distribution depends on the group.
-awk -v n="$CASES" 'BEGIN {
-  srand(12345);
-  for (i = 0; i < n; i++) {
-    g = int(rand() * 5);
-    z1 = sqrt(-2 * log(1 - rand())) * cos(6.283185307 * rand());
-    z2 = sqrt(-2 * log(1 - rand())) * cos(6.283185307 * rand());
-    z3 = sqrt(-2 * log(1 - rand())) * cos(6.283185307 * rand());
-    z4 = sqrt(-2 * log(1 - rand())) * cos(6.283185307 * rand());
-    line = sprintf("%.4f,%.4f,%.4f,%.4f", 3 * g + z1, -2 * g + z1 + z2, g * g + z3, z4 - g);
-    for (a = 0; a < 5; a++) {
-      v = (rand() < 0.6) ? (g + a) % 4 : int(rand() * 4);
-      line = line sprintf(",v%d", v);
-    }
-    print line;
-  }
-}' > bench_freq.csv
+"$BENCH/synth_data.sh" "$CASES" > bench_freq.csv
 
 start=$(date +%s.%N)
 "$VESK" -f bench -k 5 -x 9 -u 0-3 -m "$ITERS" -e 0 -r 1 2> msg.txt

@@ -119,6 +119,8 @@ void copy_mats(Matrix **dst, Matrix **src, int k_size) {
     for (int g = 0; g < num_g(); g++) copy_matrix(dst[k][g], src[k][g]);
 }
 
+}  // namespace
+
 // Copies one parameter set (class, discrete, mean and covariance arrays).
 void copy_param_set(long double *c, long double ***w, Vector **u, Matrix **s, const long double *c0,
                     long double ***w0, Vector **u0, Matrix **s0, int k_size) {
@@ -147,6 +149,8 @@ void free_param_set(long double *&c, long double ***&w, Vector **&u, Matrix **&s
   free_vecs(u, k);
   free_mats(s, k);
 }
+
+namespace {
 
 long double *grow(long double *p, int old_size, int new_size) {
   if (p == nullptr) return nullptr;

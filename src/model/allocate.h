@@ -96,6 +96,13 @@ void set_smooth_auto();
 void initialize_hparam_gauss();
 void check_read_hparam();
 
+// A set of class, value, mean and covariance arrays for k classes (the shape
+// of the saved copies and of the expectations), and a copy between two sets.
+void new_param_set(long double *&c, long double ***&w, Vector **&u, Matrix **&s, int k);
+void free_param_set(long double *&c, long double ***&w, Vector **&u, Matrix **&s, int k);
+void copy_param_set(long double *c, long double ***w, Vector **u, Matrix **s, const long double *c0,
+                    long double ***w0, Vector **u0, Matrix **s0, int k_size);
+
 // Recomputes param_p and param_sdet of every class and group from param_s;
 // returns 0 on success, 1 when an inversion failed.
 int refresh_precisions();

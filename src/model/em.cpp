@@ -15,6 +15,7 @@
 #include "model/em.h"
 #include "model/ic.h"
 #include "output/print.h"
+#include "smem/smem.h"
 
 namespace {
 
@@ -60,90 +61,37 @@ bool tempered(long double beta) { return settings.mode_daem && beta < 1.0L; }
 
 // Complete and incomplete probabilities, then the trace entries of iteration i.
 void evaluate(int i, long double beta) {
-  if (tempered(beta)) compute_complete_prob_daem();
-  else compute_complete_prob();
-  compute_incomplete_prob();
-  model.loglike[i] = compute_loglike() / beta;
-  model.lambda_[i] = model.loglike[i];
-  if (settings.mode_smooth) {
-    model.log_prior[i] = compute_log_prior();
-    model.lambda_[i] += model.log_prior[i];
-  }
+  evaluate_objective(beta, &model.loglike[i], settings.mode_smooth ? &model.log_prior[i] : nullptr,
+                     &model.lambda_[i]);
   if (settings.mode_daem) model.log_itemp[i] = beta;
 }
 
 // True when a covariance of some class became singular; reports it.
 bool check_singular(int i) {
   for (int k = 0; k < settings.num_class; k++)
-    for (int g = 0; g < settings.gauss_size; g++) {
-      if (settings.gauss_attr_size[g] <= 1) continue;
-      long double det = model.param_sdet[k][g];
-      if (fabsl(det) < kSingularDet) {
-        print_msg(" (Stopped: %d iters -- singular covars (det=%.Ne) at class#=%d, gauss#=%d)\tL=%.Nf\n", i,
-                  det, k, g, model.lambda_[i]);
-        return true;
-      }
-    }
+    if (check_singular_class(k, i, model.lambda_[i])) return true;
   return false;
 }
 
-bool same_itemp(int i) { return fabsl(model.log_itemp[i] - model.log_itemp[i - 1]) < kDecreaseTol; }
-
-// True when the objective fell by more than the tolerance; under annealing
-// only a step taken at an unchanged temperature counts.
-bool is_decreased(int i) {
-  if (settings.mode_daem && !same_itemp(i)) return false;
-  return model.lambda_[i - 1] - model.lambda_[i] > kDecreaseTol;
-}
+bool is_decreased(int i) { return is_decreased_trace(model.lambda_, model.log_itemp, i); }
 
 // Writes the decrease and the parameters to the log, then stops the program.
 [[noreturn]] void report_decrease(int r, int i) {
-  long double before = model.lambda_[i - 1], after = model.lambda_[i];
   print_decrease(settings.fp_log, r, i);
   print_param(settings.fp_log);
-  if (settings.mode_daem)
-    die(conv_msg(" (iter:%d) LL or LPost decreased! (before: %.Nf (%.Nf) | after: %.Nf (%.Nf) | diff: "
-                 "%.Nf) -- see the log file\n"),
-        i, before, model.log_itemp[i - 1], after, model.log_itemp[i], after - before);
-  die(conv_msg(" (iter:%d) LL or LPost decreased! (before: %.Nf | after: %.Nf | diff: %.Nf) -- see the "
-               "log file\n"),
-      i, before, after, after - before);
-}
-
-enum Verdict { GO_ON, END_RUN, END_PHASE };
-
-Verdict stop_run(const char *fmt, int i) {
-  print_msg(fmt, i, model.lambda_[i]);
-  return END_RUN;
+  die_decrease(" ", model.lambda_, model.log_itemp, i);
 }
 
 // Plain EM: the iteration limit, or a gain below epsilon (one-sided).
-Verdict is_converged(int i, int max) {
-  if (i >= max) return stop_run(" (Stopped: %d iters)\tL=%.Nf\n", i);
+EmVerdict is_converged(int i, int max) {
+  if (i >= max) return report_stop(" (Stopped: %d iters)\tL=%.Nf\n", i, model.lambda_[i]);
   if (model.lambda_[i] - model.lambda_[i - 1] < settings.epsilon)
-    return stop_run(" (Converged: %d iters)\tL=%.Nf\n", i);
-  return GO_ON;
+    return report_stop(" (Converged: %d iters)\tL=%.Nf\n", i, model.lambda_[i]);
+  return EM_GO_ON;
 }
 
-// Annealed EM: only a positive gain below epsilon at an unchanged temperature
-// converges; below beta = 1 either end only closes the phase, silently.
-Verdict is_converged_daem(int i, int max, long double beta) {
-  long double diff = model.lambda_[i] - model.lambda_[i - 1];
-  bool small = same_itemp(i) && 0 < diff && diff < settings.epsilon;
-  if (beta < 1.0L) return (i >= max || small) ? END_PHASE : GO_ON;
-  if (i >= max) return stop_run(" (Stopped: %d iters)\tL=%.Nf\n", i);
-  if (small) return stop_run(" (Converged: %d iters)\tL=%.Nf\n", i);
-  return GO_ON;
-}
-
-// Raises the inverse temperature after an annealing phase; false at beta = 1.
-bool raise_itemp(int i, long double *beta) {
-  if (!settings.mode_daem || *beta >= 1.0L) return false;
-  *beta *= settings.itemp_rate;
-  if (*beta > 1.0L) *beta = 1.0L;
-  model.itemp = *beta;
-  print_daem_message(i, *beta);
-  return true;
+EmVerdict is_converged_daem(int i, int max, long double beta) {
+  return is_converged_daem_trace(model.lambda_, model.log_itemp, i, max, beta);
 }
 
 void set_final(int i) {
@@ -177,6 +125,86 @@ int preliminary_limit(int m) {
 
 }  // namespace
 
+void evaluate_objective(long double beta, long double *ll, long double *lp, long double *lambda) {
+  if (tempered(beta)) compute_complete_prob_daem();
+  else compute_complete_prob();
+  compute_incomplete_prob();
+  compute_objective(beta, ll, lp, lambda);
+}
+
+void compute_objective(long double beta, long double *ll, long double *lp, long double *lambda) {
+  *ll = compute_loglike() / beta;
+  *lambda = *ll;
+  if (settings.mode_smooth) {
+    *lp = compute_log_prior();
+    *lambda += *lp;
+  }
+}
+
+bool check_singular_class(int k, int iter, long double lambda) {
+  for (int g = 0; g < settings.gauss_size; g++) {
+    if (settings.gauss_attr_size[g] <= 1) continue;
+    long double det = model.param_sdet[k][g];
+    if (fabsl(det) < kSingularDet) {
+      print_msg(" (Stopped: %d iters -- singular covars (det=%.Ne) at class#=%d, gauss#=%d)\tL=%.Nf\n", iter,
+                det, k, g, lambda);
+      return true;
+    }
+  }
+  return false;
+}
+
+namespace {
+
+bool same_itemp(const long double *log_itemp, int i) {
+  return fabsl(log_itemp[i] - log_itemp[i - 1]) < kDecreaseTol;
+}
+
+}  // namespace
+
+// Under annealing only a step taken at an unchanged temperature counts.
+bool is_decreased_trace(const long double *lambda, const long double *log_itemp, int i) {
+  if (settings.mode_daem && !same_itemp(log_itemp, i)) return false;
+  return lambda[i - 1] - lambda[i] > kDecreaseTol;
+}
+
+EmVerdict report_stop(const char *fmt, int i, long double lambda) {
+  print_msg(fmt, i, lambda);
+  return EM_END_RUN;
+}
+
+// Only a positive gain below epsilon at an unchanged temperature converges;
+// below beta = 1 either end only closes the phase, silently.
+EmVerdict is_converged_daem_trace(const long double *lambda, const long double *log_itemp, int i, int max,
+                                  long double beta) {
+  long double diff = lambda[i] - lambda[i - 1];
+  bool small = same_itemp(log_itemp, i) && 0 < diff && diff < settings.epsilon;
+  if (beta < 1.0L) return (i >= max || small) ? EM_END_PHASE : EM_GO_ON;
+  if (i >= max) return report_stop(" (Stopped: %d iters)\tL=%.Nf\n", i, lambda[i]);
+  if (small) return report_stop(" (Converged: %d iters)\tL=%.Nf\n", i, lambda[i]);
+  return EM_GO_ON;
+}
+
+void die_decrease(const char *lead, const long double *lambda, const long double *log_itemp, int i) {
+  long double before = lambda[i - 1], after = lambda[i];
+  if (settings.mode_daem)
+    die(conv_msg("%s(iter:%d) LL or LPost decreased! (before: %.Nf (%.Nf) | after: %.Nf (%.Nf) | diff: "
+                 "%.Nf) -- see the log file\n"),
+        lead, i, before, log_itemp[i - 1], after, log_itemp[i], after - before);
+  die(conv_msg("%s(iter:%d) LL or LPost decreased! (before: %.Nf | after: %.Nf | diff: %.Nf) -- see the "
+               "log file\n"),
+      lead, i, before, after, after - before);
+}
+
+bool raise_itemp(int quiet, int i, long double *beta) {
+  if (!settings.mode_daem || *beta >= 1.0L) return false;
+  *beta *= settings.itemp_rate;
+  if (*beta > 1.0L) *beta = 1.0L;
+  model.itemp = *beta;
+  print_daem_message_sm(quiet, i, *beta);
+  return true;
+}
+
 void initialize_param() {
   init_distribution(model.param_c, settings.num_class, settings.init_type_class == 1 ? 1 : 2, nullptr);
   int wt = settings.init_type_word;
@@ -209,30 +237,33 @@ int em_iterate_body(int r, int i, int max, long double beta0) {
     compute_expect();
     update_param();
     if (check_singular(i)) {
-      if (raise_itemp(i, &beta)) continue;
+      if (raise_itemp(0, i, &beta)) continue;
       break;
     }
     i++;
     if (i >= model.ll_size) expand_loglike_all();
     evaluate(i, beta);
     if (is_decreased(i)) report_decrease(r, i);
-    Verdict v = settings.mode_daem ? is_converged_daem(i, max, beta) : is_converged(i, max);
-    if (v == END_RUN) break;
-    if (v == END_PHASE) raise_itemp(i, &beta);
+    EmVerdict v = settings.mode_daem ? is_converged_daem(i, max, beta) : is_converged(i, max);
+    if (v == EM_END_RUN) break;
+    if (v == EM_END_PHASE) raise_itemp(0, i, &beta);
   }
   set_final(i);
   return i;
+}
+
+unsigned int reseed_restart() {
+  if (settings.mode_set_seed) return 0;
+  unsigned int s = static_cast<unsigned int>(genrand_int31());
+  init_genrand(s);
+  return s;
 }
 
 void em_iterate(int kidx) {
   int m = iteration_limit(), pre = preliminary_limit(m);
   int r_best = 0, last_best = 0;
   for (int r = 0; r < settings.num_init; r++) {
-    unsigned int s = 0;
-    if (!settings.mode_set_seed) {
-      s = static_cast<unsigned int>(genrand_int31());
-      init_genrand(s);
-    }
+    unsigned int s = reseed_restart();
     initialize_param();
     int last = em_iterate_body(r, 0, pre, settings.itemp_init);
     model.log_seed[kidx][r] = s;
@@ -271,9 +302,12 @@ void score_model(int kidx) {
   model.ic[kidx] = settings.ic_type == 1 ? model.bic[kidx] : model.autoclass[kidx];
 }
 
-// Fits the current K: split-and-merge EM would take over here for K >= 3
-// once it exists; plain EM with restarts otherwise.
-void fit_model(int kidx) { em_iterate(kidx); }
+// Fits the current K: split-and-merge EM when enabled and a split-merge
+// triple exists (K >= 3), plain EM with restarts otherwise.
+void fit_model(int kidx) {
+  if (settings.num_sm > 0 && settings.num_class >= 3) smem_iterate(kidx);
+  else em_iterate(kidx);
+}
 
 void alloc_fit_arrays() {
   alloc_prob();

@@ -97,6 +97,12 @@ void fill_complete_nolog(bool tempered, long double beta) {
 
 int use_log_scale() { return settings.mode_log_scale && settings.mode_smooth_strict; }
 
+void compute_complete_prob_class(int k) {
+  bool log_scale = use_log_scale();
+  for (int e = 0; e < cases.num_entry; e++)
+    model.prob_comp[k][e] = log_scale ? complete_log(k, e, 1.0L) : complete_nolog(k, e, false, 1.0L);
+}
+
 void compute_complete_prob_log() { fill_complete_log(1.0L); }
 void compute_complete_prob_nolog() { fill_complete_nolog(false, 1.0L); }
 void compute_complete_prob_daem_log() { fill_complete_log(model.itemp); }
@@ -148,26 +154,30 @@ void compute_conditional_prob() {
 
 namespace {
 
+void expect_class_one(int k) {
+  long double s = 0;
+  for (int e = 0; e < cases.num_entry; e++) s += model.prob_cond[k][e] * cases.freq_list[e].count;
+  model.expect_c[k] = s;
+}
+
 void compute_expect_class() {
-  for (int k = 0; k < settings.num_class; k++) {
-    long double s = 0;
-    for (int e = 0; e < cases.num_entry; e++) s += model.prob_cond[k][e] * cases.freq_list[e].count;
-    model.expect_c[k] = s;
+  for (int k = 0; k < settings.num_class; k++) expect_class_one(k);
+}
+
+void expect_nominal_one(int k) {
+  for (int a = 0; a < settings.tuple_size_d; a++)
+    memset(model.expect_w[k][a], 0, sizeof(long double) * cases.num_word[a]);
+  for (int e = 0; e < cases.num_entry; e++) {
+    const CaseRecord &rec = cases.freq_list[e];
+    long double w = model.prob_cond[k][e] * rec.count;
+    bool all = all_discrete_present(rec);
+    for (int a = 0; a < settings.tuple_size_d; a++)
+      if (all || !rec.miss_w[a]) model.expect_w[k][a][rec.word[a]] += w;
   }
 }
 
 void compute_expect_nominal() {
-  for (int k = 0; k < settings.num_class; k++) {
-    for (int a = 0; a < settings.tuple_size_d; a++)
-      memset(model.expect_w[k][a], 0, sizeof(long double) * cases.num_word[a]);
-    for (int e = 0; e < cases.num_entry; e++) {
-      const CaseRecord &rec = cases.freq_list[e];
-      long double w = model.prob_cond[k][e] * rec.count;
-      bool all = all_discrete_present(rec);
-      for (int a = 0; a < settings.tuple_size_d; a++)
-        if (all || !rec.miss_w[a]) model.expect_w[k][a][rec.word[a]] += w;
-    }
-  }
+  for (int k = 0; k < settings.num_class; k++) expect_nominal_one(k);
 }
 
 // Adds w x and w x x' (upper triangle) to the statistics of class k, group g.
@@ -272,14 +282,26 @@ void compute_expect_gauss0(int k, int e) {
   }
 }
 
-void compute_expect_gauss() {
-  for (int k = 0; k < settings.num_class; k++) {
-    for (int g = 0; g < settings.gauss_size; g++) {
-      clear_vector(model.expect_u[k][g]);
-      clear_matrix(model.expect_s[k][g]);
-    }
-    for (int e = 0; e < cases.num_entry; e++) compute_expect_gauss0(k, e);
+namespace {
+
+void expect_gauss_one(int k) {
+  for (int g = 0; g < settings.gauss_size; g++) {
+    clear_vector(model.expect_u[k][g]);
+    clear_matrix(model.expect_s[k][g]);
   }
+  for (int e = 0; e < cases.num_entry; e++) compute_expect_gauss0(k, e);
+}
+
+}  // namespace
+
+void compute_expect_gauss() {
+  for (int k = 0; k < settings.num_class; k++) expect_gauss_one(k);
+}
+
+void compute_expect_one(int k) {
+  expect_class_one(k);
+  if (settings.mode_nominal) expect_nominal_one(k);
+  if (settings.mode_gauss) expect_gauss_one(k);
 }
 
 void compute_expect() {

@@ -96,18 +96,21 @@ void update_gauss_map(int k, int g) {
 
 }  // namespace
 
+void update_param_one(int k) {
+  if (settings.mode_nominal)
+    for (int a = 0; a < settings.tuple_size_d; a++) update_nominal_one(k, a);
+  if (settings.mode_gauss)
+    for (int g = 0; g < settings.gauss_size; g++) {
+      if (settings.gauss_attr_size[g] < 1) continue;
+      if (settings.mode_smooth_gauss) update_gauss_map(k, g);
+      else update_gauss_ml(k, g);
+    }
+}
+
 void update_param() {
   update_class();
-  if (settings.mode_nominal)
-    for (int k = 0; k < settings.num_class; k++)
-      for (int a = 0; a < settings.tuple_size_d; a++) update_nominal_one(k, a);
+  for (int k = 0; k < settings.num_class; k++) update_param_one(k);
   if (settings.mode_gauss) {
-    for (int k = 0; k < settings.num_class; k++)
-      for (int g = 0; g < settings.gauss_size; g++) {
-        if (settings.gauss_attr_size[g] < 1) continue;
-        if (settings.mode_smooth_gauss) update_gauss_map(k, g);
-        else update_gauss_ml(k, g);
-      }
     if (refresh_precisions() != 0) {
       print_param(settings.fp_log);
       die_numeric("update_param", "Failed to invert covariances\n");
@@ -116,9 +119,6 @@ void update_param() {
   if (settings.mode_verbose) print_param(settings.fp_log);
 }
 
-namespace {
-
-// Stops on a NaN or infinite objective after writing the parameters to the log.
 void check_score(long double x, const char *where, const char *nan_msg, const char *inf_msg) {
   if (std::isnan(x)) {
     print_param(settings.fp_log);
@@ -129,8 +129,6 @@ void check_score(long double x, const char *where, const char *nan_msg, const ch
     die_numeric(where, inf_msg);
   }
 }
-
-}  // namespace
 
 long double compute_loglike() {
   long double l = 0;

@@ -1,8 +1,9 @@
 // Writers of the result sections, one per section family. Each takes the
 // stream to write to. The writers are grouped by concern into several source
 // files: print.cpp (settings), print_stat.cpp (case table and statistics),
-// print_em.cpp (the fit), print_param.cpp (parameter and hyperparameter
-// files), print_cluster.cpp (memberships, clusters and timing).
+// print_em.cpp (the fit), print_smem.cpp (split-and-merge EM),
+// print_param.cpp (parameter and hyperparameter files), print_cluster.cpp
+// (memberships, clusters and timing).
 #ifndef VESK_OUTPUT_PRINT_H
 #define VESK_OUTPUT_PRINT_H
 
@@ -28,11 +29,25 @@ void print_smooth(FILE *fp);
 void print_ic(FILE *fp);
 void print_seed(FILE *fp);
 void print_loglike(FILE *fp, int last_iter);
+// The column names of an objective trace from "Num. of updates" on.
+void add_loglike_cols(bool map, bool daem);
 void print_decrease(FILE *fp, int restart, int iter);
+// The decrease report: `stage` names the row that carries stage_no
+// ("Restart" or "SplitMergeOperation"), then the trace values at iter - 1 and iter.
+void print_decrease_rows(FILE *fp, const char *stage, int stage_no, int iter, const long double *loglike,
+                         const long double *lambda);
 void print_complete_prob(FILE *fp);
 void print_incomplete_prob(FILE *fp);
 void print_conditional_prob(FILE *fp);
 void print_expectation(FILE *fp);
+
+// split-and-merge EM (print_smem.cpp)
+void print_num_iterate_sm(FILE *fp);
+void print_num_result_sm(FILE *fp);
+void print_loglike_sm(FILE *fp);
+void print_decrease_sm(FILE *fp, int op, int iter);
+void print_jmerge(FILE *fp);
+void print_jsplit(FILE *fp);
 
 // parameter and hyperparameter files (print_param.cpp)
 void print_param(FILE *fp);

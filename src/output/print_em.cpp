@@ -144,11 +144,7 @@ void print_seed(FILE *fp) {
   }
 }
 
-void print_loglike(FILE *fp, int last_iter) {
-  int k = settings.num_class;
-  bool map = settings.mode_smooth, daem = settings.mode_daem;
-  add_desc_id("LOGLIKE-K%d", k);
-  add_desc_col("Num. of classes");
+void add_loglike_cols(bool map, bool daem) {
   add_desc_col("Num. of updates");
   add_desc_col("Log likelihood");
   if (map) {
@@ -156,6 +152,14 @@ void print_loglike(FILE *fp, int last_iter) {
     add_desc_col("Log a posteriori prob.");
   }
   if (daem) add_desc_col("Inverse temperature");
+}
+
+void print_loglike(FILE *fp, int last_iter) {
+  int k = settings.num_class;
+  bool map = settings.mode_smooth, daem = settings.mode_daem;
+  add_desc_id("LOGLIKE-K%d", k);
+  add_desc_col("Num. of classes");
+  add_loglike_cols(map, daem);
   flush_desc(fp);
   for (int t = 0; t <= last_iter; t++) {
     if (map && daem)
@@ -171,18 +175,23 @@ void print_loglike(FILE *fp, int last_iter) {
 }
 
 void print_decrease(FILE *fp, int restart, int iter) {
+  print_decrease_rows(fp, "Restart", restart, iter, model.loglike, model.lambda_);
+}
+
+void print_decrease_rows(FILE *fp, const char *stage, int stage_no, int iter, const long double *loglike,
+                         const long double *lambda) {
   bool map = settings.mode_smooth;
   add_desc_id("ERR-MSG-DECREASE");
   add_desc_comm(map ? "Log posterior prob. decreased!" : "Log-likelihood decreased!");
   flush_desc(fp);
   print_data(fp, "NumberOfClasses,%d", settings.num_class);
-  print_data(fp, "Restart,%d", restart);
+  print_data(fp, "%s,%d", stage, stage_no);
   print_data(fp, "NumberOfUpdates,%d", iter);
-  print_data(fp, "LogLikelihoodBeforeUpdate,%.Ng", model.loglike[iter - 1]);
-  print_data(fp, "LogLikelihoodAfterUpdate,%.Ng", model.loglike[iter]);
+  print_data(fp, "LogLikelihoodBeforeUpdate,%.Ng", loglike[iter - 1]);
+  print_data(fp, "LogLikelihoodAfterUpdate,%.Ng", loglike[iter]);
   if (!map) return;
-  print_data(fp, "LogPostProbBeforeUpdate,%.Ng", model.lambda_[iter - 1]);
-  print_data(fp, "LogPostProbAfterUpdate,%.Ng", model.lambda_[iter]);
+  print_data(fp, "LogPostProbBeforeUpdate,%.Ng", lambda[iter - 1]);
+  print_data(fp, "LogPostProbAfterUpdate,%.Ng", lambda[iter]);
 }
 
 namespace {

@@ -1,0 +1,261 @@
+// Split-and-merge runs of the built binary: the progress messages read back
+// as a record of every candidate and checked against the decision rules and
+// the log sections; the filters; class counts below three; reproducibility.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "run_vesk.h"
+
+namespace {
+
+std::vector<std::string> cut(const std::string &row, char delim) {
+  std::vector<std::string> out;
+  std::stringstream ss(row);
+  for (std::string f; std::getline(ss, f, delim);) out.push_back(f);
+  return out;
+}
+
+std::vector<std::string> with(std::vector<std::string> base, const std::vector<std::string> &more) {
+  base.insert(base.end(), more.begin(), more.end());
+  return base;
+}
+
+// One tried candidate as the messages report it.
+struct Tried {
+  int op, pos, tried, i, j, k, part, full;
+  bool accepted;
+  long double current, last;
+  std::string reason;
+};
+
+// The candidate blocks of the message stream, each checked for the exact
+// layout of its lines.
+std::vector<Tried> read_tried(const std::string &err) {
+  static const std::string singular =
+      " \\(Stopped: \\d+ iters -- singular covars \\(det=[^)]*\\) at class#=\\d+, gauss#=\\d+\\)\tL=-?[0-9.]+\n";
+  // The partial EM's end: converged, stopped, decreased or singular.
+  static const std::string part_end = "(?:\\((?:C|S):(\\d+)\\)|\n\\(part\\) \\(iter:\\d+\\) LL or LPost decreased! "
+                                      "\\(curr: -?[0-9.]+ / last: -?[0-9.]+\\)\n|" + singular + ")";
+  static const std::regex block(
+      "  \\[Op=(\\d+)\\]\n    Candidate (\\d+) \\((\\d+) not skipped\\): Jmerge\\((\\d+),(\\d+)\\)=-?[0-9.]+ / "
+      "Jsplit\\((\\d+)\\)=-?[0-9.]+\n    #iters " + part_end + "[0-9.]* \\((?:Converged|Stopped): (\\d+) iters"
+      "(?: -- singular covars \\(det=[^)]*\\) at class#=\\d+, gauss#=\\d+)?\\)\tL=-?[0-9.]+\n"
+      "    -- (Accepted|Rejected) \\[(\\d+),(\\d+)\\]->\\[(\\d+)\\] & \\[(\\d+)\\]->\\[(\\d+),(\\d+)\\] "
+      "\\(L current: (-?[0-9.]+) / last: (-?[0-9.]+)\\)\n(?:       <([^\n]*)>\n)?");
+  std::vector<Tried> out;
+  for (std::sregex_iterator it(err.begin(), err.end(), block), end; it != end; ++it) {
+    const std::smatch &m = *it;
+    Tried t{std::stoi(m[1]), std::stoi(m[2]), std::stoi(m[3]), std::stoi(m[4]), std::stoi(m[5]), std::stoi(m[6]),
+            m[7].matched ? std::stoi(m[7]) : -1, std::stoi(m[8]), m[9] == "Accepted",
+            strtold(m[16].str().c_str(), nullptr), strtold(m[17].str().c_str(), nullptr), m[18]};
+    // [i,j]->[i] & [k]->[j,k]
+    EXPECT_EQ(std::vector<int>({std::stoi(m[10]), std::stoi(m[11]), std::stoi(m[12]), std::stoi(m[13]),
+                                std::stoi(m[14]), std::stoi(m[15])}),
+              std::vector<int>({t.i, t.j, t.i, t.k, t.j, t.k}));
+    EXPECT_EQ(t.accepted, !m[18].matched);
+    out.push_back(t);
+  }
+  return out;
+}
+
+int count_of(const std::string &text, const std::string &what) {
+  int n = 0;
+  for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) n++;
+  return n;
+}
+
+struct RunCase {
+  std::string name, file;
+  std::vector<std::string> args;
+  int k, num_sm;
+  bool map, daem;
+};
+
+void PrintTo(const RunCase &c, std::ostream *os) { *os << c.name; }
+
+class SmemRun : public ::testing::TestWithParam<RunCase> {};
+
+// Decisions follow the rules and agree with the count sections; the final
+// objective is never below the best restart's.
+TEST_P(SmemRun, MessagesAgreeWithRulesAndSections) {
+  const RunCase &tc = GetParam();
+  TempDir dir;
+  dir.copy_data(tc.file);
+  RunResult r = run_vesk(dir, tc.args);
+  ASSERT_EQ(r.status, 0) << r.err;
+  std::string base = tc.file.substr(0, tc.file.find("_freq")), ext = tc.file.substr(tc.file.size() - 3);
+  char d = ext == "csv" ? ',' : '\t';
+  std::string log = dir.read(base + "_log." + ext), ks = std::to_string(tc.k);
+  std::vector<Tried> tried = read_tried(r.err);
+  ASSERT_FALSE(tried.empty()) << r.err;
+  EXPECT_EQ(static_cast<int>(tried.size()), count_of(r.err, "    Candidate "));  // every block read
+  std::vector<std::string> seed = section_rows(log, "SEED"), em_stat = section_rows(log, "SMEM-EM-STAT-K" + ks);
+  std::vector<std::string> op_stat = section_rows(log, "SMEM-OP-STAT-K" + ks);
+  ASSERT_EQ(em_stat.size(), static_cast<size_t>(tc.num_sm + 1));
+  ASSERT_EQ(op_stat.size(), static_cast<size_t>(tc.num_sm));
+  // Row 0 counts the last restart.
+  EXPECT_EQ(em_stat[0], ks + d + "0" + d + "N/A" + d + cut(seed.back(), d)[3]);
+  long double best = -1e300L;
+  for (const std::string &row : seed) best = std::max(best, strtold(cut(row, d)[4].c_str(), nullptr));
+  long double kept = best;
+  std::vector<int> rejected(tc.num_sm + 1);
+  int ops_ended = 0;
+  for (size_t n = 0; n < tried.size(); n++) {
+    const Tried &t = tried[n];
+    EXPECT_NEAR(t.last, kept, 1e-6L);
+    EXPECT_EQ(t.tried, rejected[t.op]);  // no filter skips candidates in these runs
+    EXPECT_EQ(t.pos, t.tried);
+    long double gain = t.current - t.last;
+    if (t.accepted) {
+      EXPECT_GT(gain, 0.01L);  // ten times the default epsilon
+      std::vector<std::string> f = cut(em_stat[t.op], d);
+      if (t.part >= 0) {
+        EXPECT_EQ(f[2], std::to_string(t.part));
+      }
+      EXPECT_EQ(f[3], std::to_string(t.full));
+      kept = t.current;
+      ops_ended++;
+    } else {
+      rejected[t.op]++;
+      if (t.reason == "No improvement") {
+        EXPECT_LE(gain, 1e-6L);
+      } else {
+        ASSERT_EQ(t.reason.rfind("Too small improvement: ", 0), 0u) << t.reason;
+        long double diff = strtold(t.reason.c_str() + 23, nullptr);
+        EXPECT_GT(diff, 0);
+        EXPECT_LE(diff, 0.01L);
+        EXPECT_NEAR(diff, gain, 1e-6L);
+      }
+    }
+  }
+  EXPECT_GE(kept, best);
+  for (int o = 1; o <= tc.num_sm; o++)
+    EXPECT_EQ(op_stat[o - 1], ks + d + std::to_string(o) + d + std::to_string(rejected[o]) + d + "0");
+  // Every operation ends once: accepted, or the walk ends and so does the loop.
+  int walk_ends = count_of(r.err, "  <<All candidates are rejected>>\n");
+  EXPECT_LE(walk_ends, 1);
+  EXPECT_TRUE(walk_ends == 1 || ops_ended == tc.num_sm);
+  EXPECT_LE(ops_ended + walk_ends, tc.num_sm);
+  // The trace: rows below each operation's total update count.
+  std::vector<std::string> trace = section_rows(log, "LOGLIKE-SMEM-K" + ks);
+  size_t rows = 0;
+  for (const std::string &row : em_stat) rows += std::stoul(cut(row, d)[3]);
+  EXPECT_EQ(trace.size(), rows);
+  size_t width = 4 + (tc.map ? 2 : 0) + (tc.daem ? 1 : 0);
+  EXPECT_EQ(cut(trace.back(), d).size(), width);
+  EXPECT_EQ(section_rows(log, "LOGLIKE-K" + ks).size(), 0u);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Variants, SmemRun,
+    ::testing::Values(RunCase{"IrisMapCsv", "iris_freq.csv",
+                              {"-f", "iris", "-k", "4", "-x", "5", "-u", "0-3", "-n", "3", "-r", "7", "-A", "-o", "3"},
+                              4, 3, true, false},
+                      RunCase{"IrisMapLogScaleDaem", "iris_freq.csv",
+                              {"-f", "iris", "-k", "4", "-x", "5", "-u", "0-3", "-n", "2", "-r", "5", "-A", "-J", "-b",
+                               "-o", "2"},
+                              4, 2, true, true},
+                      RunCase{"TitanicMlTxt", "titanic_freq.txt",
+                              {"-f", "titanic", "-k", "4", "-x", "4", "-n", "2", "-r", "3", "-o", "3"}, 4, 3, false,
+                              false},
+                      RunCase{"TitanicMlDaem", "titanic_freq.txt",
+                              {"-f", "titanic", "-k", "3", "-x", "4", "-n", "2", "-r", "3", "-o", "2", "-b"}, 3, 2,
+                              false, true},
+                      RunCase{"AirqualityMissingMap", "airquality_freq.csv",
+                              {"-f", "airquality", "-k", "3", "-x", "5", "-u", "0-3", "-n", "2", "-r", "5", "-A",
+                               "-o", "2"},
+                              3, 2, true, false}),
+    [](const ::testing::TestParamInfo<RunCase> &info) { return info.param.name; });
+
+const std::vector<std::string> kTitanic4 = {"-f", "titanic", "-k", "4", "-x", "4", "-n", "2", "-r", "3", "-o", "3"};
+
+// --n-cand: at most that many rejections per operation, then the limit message.
+TEST(SmemFilters, CandidateLimit) {
+  TempDir dir;
+  dir.copy_data("titanic_freq.txt");
+  RunResult r = run_vesk(dir, with(kTitanic4, {"-a", "1"}));
+  ASSERT_EQ(r.status, 0) << r.err;
+  for (const Tried &t : read_tried(r.err)) EXPECT_EQ(t.tried, 0);
+  EXPECT_NE(r.err.find("  <<The number of rejected split-merge candidates reached the limit>>\n"), std::string::npos);
+  for (const std::string &row : section_rows(dir.read("titanic_log.txt"), "SMEM-OP-STAT-K4"))
+    EXPECT_LE(std::stoi(cut(row, '\t')[2]), 1) << row;
+}
+
+// --min-c-param above every class probability: every candidate is ignored.
+// --min-new-c-param above every new probability: an improving candidate is
+// rejected with the class probabilities.
+TEST(SmemFilters, ClassProbabilityLimits) {
+  TempDir dir;
+  dir.copy_data("titanic_freq.txt");
+  RunResult r = run_vesk(dir, with(kTitanic4, {"--min-c-param", "0.99"}));
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_TRUE(std::regex_search(r.err, std::regex("iters\\)\tL=-?[0-9.]+\n  \\[Op=1\\]\n  <<All candidates are "
+                                                  "rejected>>\n  BIC = ")))
+      << r.err;
+  EXPECT_EQ(section_rows(dir.read("titanic_log.txt"), "SMEM-OP-STAT-K4"),
+            (std::vector<std::string>{"4\t1\t0\t12", "4\t2\t0\t0", "4\t3\t0\t0"}));
+  r = run_vesk(dir, with(kTitanic4, {"--min-new-c-param", "0.99"}));
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.err.find("Accepted"), std::string::npos);
+  std::regex line("\n    -- Rejected \\[(\\d+),(\\d+)\\]->\\[\\1\\] & \\[(\\d+)\\]->\\[\\2,\\3\\] [^\n]*\n       <Too small "
+                  "split/merged class probabilities: \\1 - 0\\.\\d{6}, \\2 - 0\\.\\d{6}, \\3 - 0\\.\\d{6}>\n");
+  EXPECT_TRUE(std::regex_search(r.err, line)) << r.err;
+}
+
+// Below three classes no split-merge triple exists: K = 2 of a range is fitted
+// by restarts, K = 3 by the split-merge loop; both keep their seed tables.
+TEST(SmemRange, TwoClassesUsePlainEm) {
+  TempDir dir;
+  dir.copy_data("iris_freq.csv");
+  RunResult r = run_vesk(dir, {"-f", "iris", "-k", "2:3:1", "-x", "5", "-u", "0-3", "-n", "2", "-r", "7", "-A", "-o",
+                               "2"});
+  ASSERT_EQ(r.status, 0) << r.err;
+  std::string log = dir.read("iris_log.csv");
+  EXPECT_EQ(section_rows(log, "SMEM-EM-STAT-K2").size(), 0u);
+  EXPECT_GT(section_rows(log, "LOGLIKE-K2").size(), 0u);
+  EXPECT_EQ(section_rows(log, "SMEM-EM-STAT-K3").size(), 3u);
+  EXPECT_EQ(section_rows(log, "LOGLIKE-K3").size(), 0u);
+  EXPECT_EQ(section_rows(log, "SEED-K3").size(), 2u);
+  size_t k3 = r.err.find("|Classes| = 3:\n");
+  ASSERT_NE(k3, std::string::npos);
+  EXPECT_NE(r.err.rfind("  <<Resumed best parameter set #", k3), std::string::npos);
+  EXPECT_EQ(r.err.substr(k3 + 15, 14), "  [0] #iters 0");
+  EXPECT_EQ(section_lines(log, "SETTING-SMEM"),
+            (std::vector<std::string>{"#### ID:SETTING-SMEM", "#### Control parameter, Value", "####",
+                                      "Num of split-merge operations,2", "Max num of split-merge candidates,0",
+                                      "Max num of split candidates,0", "Normalization of J-merge,Disabled",
+                                      "Min class prob. before split-merge operation [0: No limit],0.001",
+                                      "Min class prob. after split-merge operation [0: No limit],0.001",
+                                      "Min improvement,0.01"}));
+}
+
+std::string without_times(const std::string &text) {
+  std::string out;
+  bool skip = false;
+  for (const std::string &l : split_lines(text)) {
+    if (l.rfind("#### ID:", 0) == 0) skip = l == "#### ID:CPUTIME" || l == "#### ID:LAPTIME";
+    if (!skip) out += l + "\n";
+  }
+  return out;
+}
+
+// The same seed gives the same messages and the same files.
+TEST(SmemRun, SameSeedSameFiles) {
+  const std::vector<std::string> args = {"-f", "airquality", "-k", "3:4:1", "-x", "5", "-u", "0-3", "-n", "2",
+                                         "-r", "11", "-A", "-o", "2", "-D"};
+  TempDir a, b;
+  a.copy_data("airquality_freq.csv");
+  b.copy_data("airquality_freq.csv");
+  RunResult ra = run_vesk(a, args), rb = run_vesk(b, args);
+  ASSERT_EQ(ra.status, 0) << ra.err;
+  EXPECT_EQ(ra.err, rb.err);
+  for (const char *f : {"airquality_log.csv", "airquality_param.csv", "airquality_cluster.csv", "airquality_memp.csv"})
+    EXPECT_EQ(without_times(a.read(f)), without_times(b.read(f))) << f;
+}
+
+}  // namespace
