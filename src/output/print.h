@@ -2,7 +2,8 @@
 // stream to write to. The writers are grouped by concern into several source
 // files: print.cpp (settings), print_stat.cpp (case table and statistics),
 // print_em.cpp (the fit), print_param.cpp (parameter and hyperparameter
-// files), print_cluster.cpp (memberships, clusters and timing).
+// files), print_cluster.cpp (memberships, clusters and timing),
+// print_rank.cpp (ranking), print_eval.cpp (evaluation).
 #ifndef VESK_OUTPUT_PRINT_H
 #define VESK_OUTPUT_PRINT_H
 
@@ -45,5 +46,12 @@ void print_gauss_moments(FILE *fp, const char *prefix, int g, int group_first, V
 void print_cluster(FILE *fp);
 void print_cluster_freq(FILE *fp);
 void print_time(FILE *fp);
+
+// relevance ranking (print_rank.cpp) and evaluation (print_eval.cpp); the
+// dissimilarity sections are written by their own module (analysis/dissim.h)
+// as they are computed
+void print_rank(FILE *fp);
+void print_rank_ml(FILE *fp);
+void print_eval(FILE *fp);
 
 #endif

@@ -1,0 +1,15 @@
+// Fast text of an extended real in the "%.<prec>Lg" conversion of printf,
+// byte for byte, for writers of very many numbers (the dissimilarity file).
+#ifndef VESK_BASE_FORMAT_LG_H
+#define VESK_BASE_FORMAT_LG_H
+
+enum { FORMAT_LG_SIZE = 64 };  // room for any result and its terminator
+
+// Writes x as snprintf(dst, FORMAT_LG_SIZE, "%.*Lg", prec, x) would and
+// returns the length. Exact decimal arithmetic on the binary value decides
+// every digit and rounding; values it does not cover (precisions above 19,
+// magnitudes below 1e-27 or at or above 10^prec, infinities, NaN) go through
+// snprintf itself.
+int format_lg(char *dst, long double x, int prec);
+
+#endif
