@@ -31,7 +31,8 @@ enum FailKind { FAIL_CASE, FAIL_CAT, FAIL_GAUSS };
 struct KlItems {
   int n = 0, K = 0;
   std::vector<long double> prob, logp;
-  std::string text;
+  std::vector<char> positive;  // per item: every p_k > 0
+  std::string text;            // padded for word-wise copies at the end
   std::vector<size_t> start;  // n + 1 offsets into text
   size_t max_text = 0;
   FailKind kind = FAIL_CASE;
@@ -47,6 +48,7 @@ void init_items(KlItems *it, int n, FailKind kind, int index) {
   it->index = index;
   it->prob.assign(static_cast<size_t>(n) * it->K, 0.0L);
   it->logp.assign(static_cast<size_t>(n) * it->K, 0.0L);
+  it->positive.assign(n, 1);
   it->start.assign(1, 0);
 }
 
@@ -54,6 +56,7 @@ void set_prob(KlItems *it, int item, int k, long double p) {
   size_t i = static_cast<size_t>(item) * it->K + k;
   it->prob[i] = p;
   it->logp[i] = logl(p);
+  if (!(p > 0)) it->positive[item] = 0;
 }
 
 // Closes the text of the item just filled.
@@ -81,7 +84,39 @@ void end_text(KlItems *it) {
   die("Internal error: fail_kl()\n");
 }
 
-// ---- output block -------------------------------------------------------------------
+// ---- divergences and rows ---------------------------------------------------------
+
+const size_t PAD = 8;  // texts are copied in 8-byte words
+
+// D(x||x') summed in class order; *zero_class is the first class with
+// p_k > 0 and q_k <= 0 (D undefined), else -1.
+long double kl_pair(const KlItems &it, int x, int y, int *zero_class) {
+  const int K = it.K;
+  const long double *px = &it.prob[static_cast<size_t>(x) * K], *lpx = &it.logp[static_cast<size_t>(x) * K];
+  const long double *py = &it.prob[static_cast<size_t>(y) * K], *lpy = &it.logp[static_cast<size_t>(y) * K];
+  long double d = 0.0L;
+  *zero_class = -1;
+  if (it.positive[x] && it.positive[y]) {
+    for (int k = 0; k < K; k++) d += px[k] * (lpx[k] - lpy[k]);
+    return d;
+  }
+  for (int k = 0; k < K; k++) {
+    if (!(px[k] > 0)) continue;
+    if (py[k] <= 0) {
+      *zero_class = k;
+      return d;
+    }
+    d += px[k] * (lpx[k] - lpy[k]);
+  }
+  return d;
+}
+
+// Copies n bytes word by word: reads and writes up to PAD - 1 bytes past the
+// end, which both sides have room for.
+char *put_text(char *dst, const char *src, size_t n) {
+  for (size_t i = 0; i < n; i += PAD) memcpy(dst + i, src + i, PAD);
+  return dst + n;
+}
 
 struct RowBlock {
   FILE *fp;
@@ -92,46 +127,40 @@ struct RowBlock {
 void drain(RowBlock *out) {
   if (out->used > 0) fwrite(out->buf, 1, out->used, out->fp);
   out->used = 0;
+  fflush(out->fp);
 }
 
 // One row per ordered pair (x, x'): lead, text of x, text of x', D(x||x').
 // The block has room for a full OUT_BLOCK plus one row of any length, so a
 // row never needs a capacity check of its own.
-void write_kl_rows(FILE *fp, const KlItems &it, const std::string &lead) {
-  const int K = it.K, prec = settings.prec_out;
+void write_kl_rows(FILE *fp, KlItems *items, const std::string &lead) {
+  items->text.append(PAD, '\0');
+  const KlItems &it = *items;
+  const int prec = settings.prec_out;
   const char delim = delimiter();
-  size_t max_row = lead.size() + 2 * it.max_text + 2 + FORMAT_LG_SIZE + 1;
+  std::vector<char> lead_text(lead.begin(), lead.end());
+  lead_text.resize(lead.size() + PAD);
+  size_t max_row = lead.size() + 2 * it.max_text + 2 + FORMAT_LG_SIZE + 1 + PAD;
   RowBlock out{fp, static_cast<char *>(xmalloc0(OUT_BLOCK + max_row, kModule, 1)), 0};
   for (int x = 0; x < it.n; x++) {
-    const long double *px = &it.prob[static_cast<size_t>(x) * K], *lpx = &it.logp[static_cast<size_t>(x) * K];
     const char *tx = it.text.data() + it.start[x];
     size_t lx = it.start[x + 1] - it.start[x];
     for (int y = 0; y < it.n; y++) {
-      const long double *py = &it.prob[static_cast<size_t>(y) * K], *lpy = &it.logp[static_cast<size_t>(y) * K];
-      long double d = 0.0L;
-      for (int k = 0; k < K; k++) {
-        if (!(px[k] > 0)) continue;
-        if (py[k] <= 0) {
-          drain(&out);
-          fflush(fp);
-          fail_kl(it, k, y);
-        }
-        d += px[k] * (lpx[k] - lpy[k]);
+      int zero_class = -1;
+      long double d = kl_pair(it, x, y, &zero_class);
+      if (zero_class >= 0) {
+        drain(&out);
+        fail_kl(it, zero_class, y);
       }
-      size_t ly = it.start[y + 1] - it.start[y];
-      char *row = out.buf + out.used, *p = row;
-      memcpy(p, lead.data(), lead.size());
-      p += lead.size();
-      memcpy(p, tx, lx);
-      p += lx;
+      char *row = out.buf + out.used;
+      char *p = put_text(row, lead_text.data(), lead.size());
+      p = put_text(p, tx, lx);
       *p++ = delim;
-      memcpy(p, it.text.data() + it.start[y], ly);
-      p += ly;
+      p = put_text(p, it.text.data() + it.start[y], it.start[y + 1] - it.start[y]);
       *p++ = delim;
       p += format_lg(p, d, prec);
       if (p - row > DATA_LINE_SIZE) {  // the printer's limit for one row
         drain(&out);
-        fflush(fp);
         die("Output buffer overflow (size >= %d)\n", DATA_LINE_SIZE);
       }
       *p++ = '\n';
@@ -140,7 +169,6 @@ void write_kl_rows(FILE *fp, const KlItems &it, const std::string &lead) {
     }
   }
   drain(&out);
-  fflush(fp);
   free(out.buf);
 }
 
@@ -195,7 +223,7 @@ void print_dissim_case(FILE *fp) {
   flush_desc(fp);
   KlItems it;
   case_items(&it);
-  write_kl_rows(fp, it, "");
+  write_kl_rows(fp, &it, "");
 }
 
 void print_dissim_cat(FILE *fp, int attr) {
@@ -207,7 +235,7 @@ void print_dissim_cat(FILE *fp, int attr) {
   flush_desc(fp);
   KlItems it;
   cat_items(&it, attr);
-  write_kl_rows(fp, it, std::to_string(attr) + delimiter());
+  write_kl_rows(fp, &it, std::to_string(attr) + delimiter());
 }
 
 void print_dissim_gauss(FILE *fp, int g) {
@@ -221,7 +249,7 @@ void print_dissim_gauss(FILE *fp, int g) {
   flush_desc(fp);
   KlItems it;
   gauss_items(&it, g);
-  write_kl_rows(fp, it, std::to_string(g) + delimiter());
+  write_kl_rows(fp, &it, std::to_string(g) + delimiter());
 }
 
 void dissim_main() {

@@ -6,7 +6,6 @@
 // 64 + 127 bits and is held in three 64-bit words.
 #include "base/format_lg.h"
 
-#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -35,6 +34,16 @@ int fallback(char *dst, long double x, int prec) {
 // (*half) and, beyond that, not zero (*sticky).
 u128 scaled_digits(uint64_t m, int k, int s, bool *half, bool *sticky) {
   u128 t = pow10_table.p[k];
+  if ((t >> 64) == 0 && s < 128) {  // the product fits in 128 bits
+    u128 prod = static_cast<u128>(m) * static_cast<uint64_t>(t);
+    if (s == 0) {
+      *half = *sticky = false;
+      return prod;
+    }
+    *half = (prod >> (s - 1)) & 1;
+    *sticky = (prod & ((static_cast<u128>(1) << (s - 1)) - 1)) != 0;
+    return prod >> s;
+  }
   u128 lo = static_cast<u128>(m) * static_cast<uint64_t>(t);
   u128 hi = static_cast<u128>(m) * static_cast<uint64_t>(t >> 64);
   u128 mid = (lo >> 64) + static_cast<uint64_t>(hi);
@@ -55,16 +64,9 @@ u128 scaled_digits(uint64_t m, int k, int s, bool *half, bool *sticky) {
   return (static_cast<u128>(q1) << 64) | q0;
 }
 
-// The prec significant digits of x > 0 and their decimal exponent; false
-// when x lies outside the exact range. x is an x87 extended real: a 64-bit
-// significand with an explicit leading bit and a 15-bit biased exponent.
-bool decimal_digits(long double x, int prec, uint64_t *digits, int *exp10) {
-  uint64_t m = 0;
-  uint16_t se = 0;
-  memcpy(&m, &x, sizeof m);
-  memcpy(&se, reinterpret_cast<const char *>(&x) + sizeof m, sizeof se);
-  if ((m >> 63) == 0) return false;  // subnormal
-  int s = 16383 + 63 - (se & 0x7fff);  // x = m 2^-s
+// The prec significant digits of m 2^-s (m with its leading bit set) and
+// their decimal exponent; false when the value lies outside the exact range.
+bool decimal_digits(uint64_t m, int s, int prec, uint64_t *digits, int *exp10) {
   if (s < 0 || s > MAX_SHIFT) return false;
   // 2^(63-s) <= x < 2^(64-s); 78913 / 2^18 is log10(2) to the bits needed
   // here, so x10 is floor(log10(x)) or one less.
@@ -90,68 +92,95 @@ bool decimal_digits(long double x, int prec, uint64_t *digits, int *exp10) {
   }
 }
 
-// The n decimal digits of q, leading zeros included.
-void put_digits(char *dst, uint64_t q, int n) {
-  static const char pairs[] =
-      "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
-      "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
-      "8081828384858687888990919293949596979899";
-  while (n >= 2) {
-    memcpy(dst + n - 2, pairs + 2 * (q % 100), 2);
-    q /= 100;
-    n -= 2;
+const char kPairs[] =
+    "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+    "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+    "8081828384858687888990919293949596979899";
+
+// The 8 decimal digits of v < 10^8, leading zeros included; the four pairs
+// are independent of each other.
+void put8(char *dst, uint32_t v) {
+  uint32_t a = v / 10000, b = v % 10000;
+  memcpy(dst, kPairs + 2 * (a / 100), 2);
+  memcpy(dst + 2, kPairs + 2 * (a % 100), 2);
+  memcpy(dst + 4, kPairs + 2 * (b / 100), 2);
+  memcpy(dst + 6, kPairs + 2 * (b % 100), 2);
+}
+
+// The last 8, 16 or 24 decimal digits of q < 10^19 (enough for n of them),
+// ending at dst + 24.
+void put_last_digits(char *dst, uint64_t q, int n) {
+  if (n <= 8) {
+    put8(dst + 16, static_cast<uint32_t>(q));
+    return;
   }
-  if (n == 1) dst[0] = static_cast<char>('0' + q);
+  uint64_t top = q / 100000000;
+  put8(dst + 16, static_cast<uint32_t>(q - top * 100000000));
+  if (n <= 16) {
+    put8(dst + 8, static_cast<uint32_t>(top));
+    return;
+  }
+  put8(dst + 8, static_cast<uint32_t>(top % 100000000));
+  put8(dst, static_cast<uint32_t>(top / 100000000));
 }
 
 // Copies the fraction digits without their trailing zeros, after a point.
+// Digits are copied as one fixed block of 24 bytes (dst has room for it),
+// and only the first n count.
 char *put_fraction(char *p, const char *frac, int n) {
   while (n > 0 && frac[n - 1] == '0') n--;
   if (n == 0) return p;
   *p++ = '.';
-  memcpy(p, frac, n);
+  memcpy(p, frac, 24);
   return p + n;
 }
 
+// "e", the sign and at least two digits (the exponent is below 10^4).
 char *put_exponent(char *p, int x10) {
   *p++ = 'e';
   *p++ = x10 < 0 ? '-' : '+';
   unsigned u = x10 < 0 ? -x10 : x10;
-  char tmp[8];
-  int n = 0;
-  do {
-    tmp[n++] = static_cast<char>('0' + u % 10);
-    u /= 10;
-  } while (u > 0);
-  if (n < 2) tmp[n++] = '0';
-  while (n > 0) *p++ = tmp[--n];
-  return p;
+  if (u >= 100) {
+    if (u >= 1000) *p++ = static_cast<char>('0' + u / 1000);
+    *p++ = static_cast<char>('0' + u / 100 % 10);
+    u %= 100;
+  }
+  memcpy(p, kPairs + 2 * u, 2);
+  return p + 2;
 }
 
 }  // namespace
 
 int format_lg(char *dst, long double x, int prec) {
   if (prec < 1) prec = 1;
+  uint64_t m = 0;
+  uint16_t se = 0;
+  memcpy(&m, &x, sizeof m);
+  memcpy(&se, reinterpret_cast<const char *>(&x) + sizeof m, sizeof se);
+  int biased = se & 0x7fff;
   char *p = dst;
-  if (x == 0) {
-    if (std::signbit(x)) *p++ = '-';
+  if (se >> 15) *p++ = '-';
+  if (m == 0 && biased == 0) {
     *p++ = '0';
     *p = '\0';
     return static_cast<int>(p - dst);
   }
-  if (prec > MAX_FAST_PREC || !std::isfinite(x)) return fallback(dst, x, prec);
+  // Infinities and NaN (largest exponent), subnormals and invalid encodings
+  // (no leading bit) and long precisions go to snprintf.
   uint64_t q = 0;
   int x10 = 0;
-  if (!decimal_digits(fabsl(x), prec, &q, &x10)) return fallback(dst, x, prec);
-  char digits[MAX_FAST_PREC];
-  put_digits(digits, q, prec);
-  if (x < 0) *p++ = '-';
+  if (biased == 0x7fff || (m >> 63) == 0 || prec > MAX_FAST_PREC ||
+      !decimal_digits(m, 16383 + 63 - biased, prec, &q, &x10))
+    return fallback(dst, x, prec);
+  char all[48];  // the digits end at all + 24; the rest is room for block copies
+  put_last_digits(all, q, prec);
+  const char *digits = all + 24 - prec;
   if (x10 < -4 || x10 >= prec) {
     *p++ = digits[0];
     p = put_fraction(p, digits + 1, prec - 1);
     p = put_exponent(p, x10);
   } else if (x10 >= 0) {
-    memcpy(p, digits, x10 + 1);
+    memcpy(p, digits, 24);
     p += x10 + 1;
     p = put_fraction(p, digits + x10 + 1, prec - 1 - x10);
   } else {
@@ -160,7 +189,7 @@ int format_lg(char *dst, long double x, int prec) {
     for (int i = 0; i < -x10 - 1; i++) *p++ = '0';
     int n = prec;
     while (digits[n - 1] == '0') n--;
-    memcpy(p, digits, n);
+    memcpy(p, digits, 24);
     p += n;
   }
   *p = '\0';
