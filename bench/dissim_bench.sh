@@ -27,7 +27,13 @@ awk -v n="$CASES" 'BEGIN {
   }
 }' > bench_freq.csv
 
-/usr/bin/time -f '%M' -o rss.txt "$VESK" -f bench -k 5 -x 3 -u 0-1 -A -m 30 -r 1 --dissim 2> msg.txt
+run=("$VESK" -f bench -k 5 -x 3 -u 0-1 -A -m 30 -r 1 --dissim)
+if [ -x /usr/bin/time ]; then
+  /usr/bin/time -f '%M' -o rss.txt "${run[@]}" 2> msg.txt
+else
+  echo '?' > rss.txt
+  "${run[@]}" 2> msg.txt
+fi
 
 row() { awk -F, -v sec="$1" -v lab="$2" '$0 == "#### ID:" sec {s = 1; next} s && $1 == lab {print $2; exit}' bench_log.csv; }
 bytes=$(stat -c %s bench_dissim.csv)
