@@ -18,20 +18,9 @@
 
 namespace {
 
-std::vector<std::string> fields_of(const std::string &line, char delim) {
-  std::vector<std::string> out(1);
-  for (char c : line) {
-    if (c == delim)
-      out.emplace_back();
-    else
-      out.back() += c;
-  }
-  return out;
-}
-
 std::vector<std::vector<std::string>> table(const std::string &text, const std::string &id, char delim) {
   std::vector<std::vector<std::string>> rows;
-  for (const std::string &l : section_rows(text, id)) rows.push_back(fields_of(l, delim));
+  for (const std::string &l : section_rows(text, id)) rows.push_back(split_fields(l, delim));
   return rows;
 }
 
