@@ -124,10 +124,12 @@ struct RowBlock {
   size_t used;
 };
 
+// Writes the gathered rows. The file is quadratic in the number of cases, so
+// a full disk is a real possibility: a short write ends the run.
 void drain(RowBlock *out) {
-  if (out->used > 0) fwrite(out->buf, 1, out->used, out->fp);
+  size_t done = out->used > 0 ? fwrite(out->buf, 1, out->used, out->fp) : 0;
+  if (done != out->used || fflush(out->fp) != 0) die("Couldn't write %s\n", settings.fname_dissim);
   out->used = 0;
-  fflush(out->fp);
 }
 
 // One row per ordered pair (x, x'): lead, text of x, text of x', D(x||x').

@@ -3,14 +3,31 @@
 // prec digits, the digits are Q = floor(m * 10^k / 2^s) for k = prec - 1 - X,
 // and the bits shifted out decide the rounding exactly (to nearest, ties to
 // even, as printf rounds the exact binary value). m * 10^k has at most
-// 64 + 127 bits and is held in three 64-bit words.
+// 64 + 127 bits and is held in three 64-bit words. The fast path needs the
+// x87 extended format and 128-bit integers; elsewhere snprintf does it all.
 #include "base/format_lg.h"
 
+#include <cfloat>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 
+#ifndef VESK_FAST_LG
+#if defined(__SIZEOF_INT128__) && defined(__x86_64__) && LDBL_MANT_DIG == 64 && LDBL_MAX_EXP == 16384
+#define VESK_FAST_LG 1
+#else
+#define VESK_FAST_LG 0
+#endif
+#endif
+
 namespace {
+
+int fallback(char *dst, long double x, int prec) {
+  int n = snprintf(dst, FORMAT_LG_SIZE, "%.*Lg", prec, x);
+  return n < FORMAT_LG_SIZE ? n : FORMAT_LG_SIZE - 1;
+}
+
+#if VESK_FAST_LG
 
 using u128 = unsigned __int128;
 
@@ -24,11 +41,6 @@ struct Pow10Table {
   }
 };
 const Pow10Table pow10_table;
-
-int fallback(char *dst, long double x, int prec) {
-  int n = snprintf(dst, FORMAT_LG_SIZE, "%.*Lg", prec, x);
-  return n < FORMAT_LG_SIZE ? n : FORMAT_LG_SIZE - 1;
-}
 
 // floor(m * 10^k / 2^s) and whether the discarded part is at least a half
 // (*half) and, beyond that, not zero (*sticky).
@@ -149,10 +161,15 @@ char *put_exponent(char *p, int x10) {
   return p + 2;
 }
 
+#endif  // VESK_FAST_LG
+
 }  // namespace
 
 int format_lg(char *dst, long double x, int prec) {
   if (prec < 1) prec = 1;
+#if !VESK_FAST_LG
+  return fallback(dst, x, prec);
+#else
   uint64_t m = 0;
   uint16_t se = 0;
   memcpy(&m, &x, sizeof m);
@@ -194,4 +211,5 @@ int format_lg(char *dst, long double x, int prec) {
   }
   *p = '\0';
   return static_cast<int>(p - dst);
+#endif
 }

@@ -199,7 +199,7 @@ TEST_F(DissimTest, LongSectionEqualsRowByRowPrintf) {
   EXPECT_NE(got.find("\n3,y,7,x,0\n"), std::string::npos);
 }
 
-TEST_F(DissimTest, MainWritesEverySectionOrFailsOnTheFileOpen) {
+TEST_F(DissimTest, MainWritesEverySectionOrFailsOnItsFile) {
   load(kRoles, kRows, {0.5L, 0.5L});
   set_case_members({{0.5L, 0.5L}, {0.25L, 0.75L}, {0.5L, 0.5L}});
   set_value_members(0, {{0.2L, 0.8L}, {0.6L, 0.4L}});
@@ -220,6 +220,10 @@ TEST_F(DissimTest, MainWritesEverySectionOrFailsOnTheFileOpen) {
   settings.fp_msg = nullptr;
   EXPECT_EXIT(dissim_main(), ::testing::ExitedWithCode(1),
               "^Computing dissimilarities between attribute values\\.\\.\\.Couldn't open .*/none/t_dissim\\.csv\n$");
+  // A full disk (here /dev/full) ends the run instead of leaving a short file.
+  snprintf(settings.fname_dissim, sizeof settings.fname_dissim, "/dev/full");
+  EXPECT_EXIT(dissim_main(), ::testing::ExitedWithCode(1),
+              "^Computing dissimilarities between attribute values\\.\\.\\.Couldn't write /dev/full\n$");
 }
 
 }  // namespace
