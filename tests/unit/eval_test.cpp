@@ -1,14 +1,13 @@
 // Evaluation measures: a contingency table with repeated cases worked out by
 // hand (cells add occurrence counts, N and the cluster and class sizes count
-// entries), the standard definitions recomputed by pair enumeration and
-// entropies on a second data set, published small examples, the edge cases
-// with NaN and infinite values, and the evaluation file as written.
+// entries), a small example with its standard values, the edge cases with
+// NaN and infinite values, and the evaluation file as written. The standard
+// definitions on a larger data set are checked through the binary.
 #include "analysis/eval.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -84,64 +83,6 @@ TEST_F(EvalTest, WeightsOfTheFMeasures) {
   compute_eval();
   expect_close(eval.purity_f, 5 * 1.2L * 1.4L / (4 * 1.2L + 1.4L));
   expect_close(eval.wallance_f, 1.25L * 1.5L * 3 / (0.25L * 1.5L + 3));
-}
-
-// Standard definitions with one occurrence per entry: pair counts by
-// enumerating all pairs, mutual information as H(A) + H(B) - H(A, B).
-TEST_F(EvalTest, StandardDefinitionsOnRandomLabels) {
-  std::mt19937 gen(11);
-  const int n = 40, k = 4, na = 3;
-  std::vector<int> ans(n), pred(n);
-  for (int i = 0; i < n; i++) {
-    ans[i] = static_cast<int>(gen() % na);
-    pred[i] = gen() % 3 == 0 ? static_cast<int>(gen() % k) : ans[i];  // mostly right
-  }
-  // Classes are numbered in order of first appearance by the reader.
-  set_up_labels(ans, pred, k);
-  long double same_both = 0, same_pred = 0, same_ans = 0, pairs = 0;
-  for (int i = 0; i < n; i++)
-    for (int j = i + 1; j < n; j++) {
-      pairs++;
-      same_pred += pred[i] == pred[j];
-      same_ans += ans[i] == ans[j];
-      same_both += pred[i] == pred[j] && ans[i] == ans[j];
-    }
-  long double diff_both = pairs - same_pred - same_ans + same_both;
-  expect_close(eval.rand_index, (same_both + diff_both) / pairs);
-  expect_close(eval.jaccard, same_both / (same_pred + same_ans - same_both));
-  expect_close(eval.fowlkes_mallows, same_both / sqrtl(same_pred * same_ans));
-  expect_close(eval.wallance1, same_both / same_pred);
-  expect_close(eval.wallance2, same_both / same_ans);
-  long double expected = same_pred * same_ans / pairs;
-  expect_close(eval.adj_rand_index, (same_both - expected) / ((same_pred + same_ans) / 2 - expected));
-  std::vector<long double> pk(k), pa(na), pka(k * na);
-  for (int i = 0; i < n; i++) {
-    pk[pred[i]] += 1.0L / n;
-    pa[ans[i]] += 1.0L / n;
-    pka[pred[i] * na + ans[i]] += 1.0L / n;
-  }
-  auto entropy = [](const std::vector<long double> &p) {
-    long double h = 0;
-    for (long double x : p)
-      if (x > 0) h -= x * log2_(x);
-    return h;
-  };
-  long double hk = entropy(pk), ha = entropy(pa), hka = entropy(pka);
-  EXPECT_NEAR(static_cast<double>(eval.nmi_score), static_cast<double>(2 * (hk + ha - hka) / (hk + ha)), 1e-15);
-  EXPECT_NEAR(static_cast<double>(eval.vi_score), static_cast<double>(2 * hka - hk - ha), 1e-15);
-  long double purity = 0, purity_inv = 0;
-  for (int c = 0; c < k; c++) {
-    long double best = 0;
-    for (int a = 0; a < na; a++) best = fmaxl(best, pka[c * na + a]);
-    purity += best;
-  }
-  for (int a = 0; a < na; a++) {
-    long double best = 0;
-    for (int c = 0; c < k; c++) best = fmaxl(best, pka[c * na + a]);
-    purity_inv += best;
-  }
-  expect_close(eval.purity, purity);
-  expect_close(eval.purity_inv, purity_inv);
 }
 
 // Classes 0 0 1 1 against clusters 0 0 1 2: ARI 4/7, Fowlkes-Mallows
