@@ -8,6 +8,9 @@
 #include <cstdlib>
 #include <vector>
 
+#include "analysis/dissim.h"
+#include "analysis/eval.h"
+#include "analysis/rank.h"
 #include "base/misc.h"
 #include "driver/vesk.h"
 #include "input/read_freq.h"
@@ -303,6 +306,15 @@ void write_cluster_file() {
   fclose(fp);
 }
 
+// The evaluation against the answer classes, timed as a phase of its own.
+void evaluate_clusters() {
+  print_msg("Evaluating clusters...");
+  stamp_time(&settings.stime_eval, &settings.stime_lap_eval);
+  eval_main();
+  stamp_time(&settings.etime_eval, &settings.etime_lap_eval);
+  print_msg("done\n");
+}
+
 // ---- the read-parameter run -----------------------------------------------------------
 
 void read_phase_no_em() {
@@ -395,6 +407,7 @@ void cluster_main() {
   print_cluster_freq(settings.fp_log);
   stamp_time(&settings.etime_cluster, &settings.etime_lap_cluster);
   print_msg("done\n");
+  if (settings.mode_eval) evaluate_clusters();
 }
 
 void release_cluster() {
@@ -421,6 +434,8 @@ void no_em_main() {
   print_size(settings.fp_log);
   member_main();
   cluster_main();
+  if (settings.mode_rank) rank_main();
+  if (settings.mode_dissim) dissim_main();
   release_cluster();
   release_param();
   release_prob_mem();

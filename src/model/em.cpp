@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include "analysis/dissim.h"
+#include "analysis/rank.h"
 #include "analysis/stat.h"
 #include "base/misc.h"
 #include "base/random.h"
@@ -422,6 +424,8 @@ void em_main() {
   print_seed(settings.fp_log);
   write_param_file();
   member_main();
+  if (settings.mode_dissim) dissim_main();
+  if (settings.mode_rank) rank_main();
   cluster_main();
   print_time(settings.fp_log);
   release_run();

@@ -3,7 +3,8 @@
 // files: print.cpp (settings), print_stat.cpp (case table and statistics),
 // print_em.cpp (the fit), print_smem.cpp (split-and-merge EM),
 // print_param.cpp (parameter and hyperparameter files), print_cluster.cpp
-// (memberships, clusters and timing).
+// (memberships, clusters and timing), print_rank.cpp (ranking),
+// print_eval.cpp (evaluation).
 #ifndef VESK_OUTPUT_PRINT_H
 #define VESK_OUTPUT_PRINT_H
 
@@ -60,5 +61,12 @@ void print_gauss_moments(FILE *fp, const char *prefix, int g, int group_first, V
 void print_cluster(FILE *fp);
 void print_cluster_freq(FILE *fp);
 void print_time(FILE *fp);
+
+// relevance ranking (print_rank.cpp) and evaluation (print_eval.cpp); the
+// dissimilarity sections are written by their own module (analysis/dissim.h)
+// as they are computed
+void print_rank(FILE *fp);
+void print_rank_ml(FILE *fp);
+void print_eval(FILE *fp);
 
 #endif

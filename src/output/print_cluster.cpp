@@ -16,23 +16,6 @@ namespace {
 
 int num_k() { return settings.num_class; }
 
-const char *answer_class(int n) {
-  int a = cases.freq_list[n].ans_class;
-  return a >= 0 ? cases.ans_class_list[a] : "?";
-}
-
-// One column name per member attribute of group g (none with --hide-attr).
-void add_group_attr_cols(int g) {
-  if (settings.mode_hide_attr) return;
-  for (int i = 0; i < settings.gauss_attr_size[g]; i++) add_desc_col("Attr. x%d", settings.gauss_attr[g][i]);
-}
-
-void add_group_attr_values(int g, int n) {
-  if (settings.mode_hide_attr) return;
-  for (int i = 0; i < settings.gauss_attr_size[g]; i++)
-    add_data_str(freq_entry_val(n, settings.gauss_attr[g][i]));
-}
-
 // ---- membership sections --------------------------------------------------------
 
 void print_member_cat(FILE *fp, int a) {
@@ -58,7 +41,7 @@ void print_member_gauss(FILE *fp, int g) {
   add_desc_id("MEMBER-GAUSS%d", g);
   add_desc_col("Gauss ID");
   add_desc_col("Case ID");
-  add_group_attr_cols(g);
+  add_desc_group_attr(g, "Attr. x%d");
   add_desc_col("Class k");
   add_desc_col("Class prob. P(k)");
   add_desc_col("Component prob. P(Gauss%d|k)", g);
@@ -69,7 +52,7 @@ void print_member_gauss(FILE *fp, int g) {
     for (int k = 0; k < num_k(); k++) {
       add_data_int(g);
       add_data_str(get_case_id(n));
-      add_group_attr_values(g, n);
+      add_data_group_values(g, n);
       add_data_int(k);
       add_data_float(model.param_c[k]);
       add_data_float(member.prob_compo_g[k][g][n]);
@@ -92,7 +75,7 @@ void print_cluster_case_by_case(FILE *fp) {
   for (int n = 0; n < cases.num_entry; n++) {
     int k = clusters.cluster_case_pred[n];
     add_data_str(get_case_id(n));
-    if (settings.mode_eval) add_data_str(answer_class(n));
+    if (settings.mode_eval) add_data_str(get_ans_class(n));
     add_data_int(k);
     add_data_attr_values(n);
     add_data_float(member.prob_mem_case[k][n]);
@@ -112,7 +95,7 @@ void print_cluster_case_by_cluster(FILE *fp) {
     for (int i = 0; i < clusters.cluster_case_freq[k]; i++) {
       int n = clusters.cluster_case[k][i];
       add_data_int(k);
-      if (settings.mode_eval) add_data_str(answer_class(n));
+      if (settings.mode_eval) add_data_str(get_ans_class(n));
       add_data_str(get_case_id(n));
       add_data_attr_values(n);
       add_data_float(member.prob_mem_case[k][n]);
@@ -151,7 +134,7 @@ void print_cluster_gauss_by_case(FILE *fp, int g) {
   add_desc_id("CLUSTER-GAUSS%d-BY-CASE", g);
   add_desc_col("Gauss ID");
   add_desc_col("Case ID");
-  add_group_attr_cols(g);
+  add_desc_group_attr(g, "Attr. x%d");
   add_desc_col("Cluster k");
   add_desc_col("Membership prob. P(k|Gauss%d)", g);
   flush_desc(fp);
@@ -159,7 +142,7 @@ void print_cluster_gauss_by_case(FILE *fp, int g) {
     int k = clusters.cluster_g_pred[g][n];
     add_data_int(g);
     add_data_str(get_case_id(n));
-    add_group_attr_values(g, n);
+    add_data_group_values(g, n);
     add_data_int(k);
     add_data_float(member.prob_mem_g[k][g][n]);
     flush_data(fp);
@@ -171,7 +154,7 @@ void print_cluster_gauss_by_cluster(FILE *fp, int g) {
   add_desc_col("Gauss ID");
   add_desc_col("Cluster k");
   add_desc_col("Case ID");
-  add_group_attr_cols(g);
+  add_desc_group_attr(g, "Attr. x%d");
   add_desc_col("Membership prob. P(k|Gauss%d)", g);
   flush_desc(fp);
   for (int k = 0; k < num_k(); k++)
@@ -180,7 +163,7 @@ void print_cluster_gauss_by_cluster(FILE *fp, int g) {
       add_data_int(g);
       add_data_int(k);
       add_data_str(get_case_id(n));
-      add_group_attr_values(g, n);
+      add_data_group_values(g, n);
       add_data_float(member.prob_mem_g[k][g][n]);
       flush_data(fp);
     }
@@ -234,7 +217,7 @@ void print_case_member_prob(FILE *fp) {
   for (int n = 0; n < cases.num_entry; n++)
     for (int k = 0; k < num_k(); k++) {
       add_data_str(get_case_id(n));
-      if (settings.mode_eval) add_data_str(answer_class(n));
+      if (settings.mode_eval) add_data_str(get_ans_class(n));
       add_data_attr_values(n);
       add_data_int(k);
       add_data_float(model.param_c[k]);

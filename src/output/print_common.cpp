@@ -181,6 +181,22 @@ void add_data_attr_values(int entry) {
     if (is_model_attr(a)) add_data_str(freq_entry_val(entry, a));
 }
 
+const char *get_ans_class(int entry) {
+  int a = cases.freq_list[entry].ans_class;
+  return a >= 0 ? cases.ans_class_list[a] : "?";
+}
+
+void add_desc_group_attr(int g, const char *fmt) {
+  if (settings.mode_hide_attr) return;
+  for (int i = 0; i < settings.gauss_attr_size[g]; i++) add_desc_col(fmt, settings.gauss_attr[g][i]);
+}
+
+void add_data_group_values(int g, int entry) {
+  if (settings.mode_hide_attr) return;
+  for (int i = 0; i < settings.gauss_attr_size[g]; i++)
+    add_data_str(freq_entry_val(entry, settings.gauss_attr[g][i]));
+}
+
 void print_version(FILE *fp) {
   fputs(conv_msg(version_text), fp);
   fputc('\n', fp);

@@ -42,6 +42,13 @@ const char *mode_str(int flag);
 // Adds one item per model attribute of a case, in column order (none with
 // --hide-attr).
 void add_data_attr_values(int entry);
+// Text of the answer class of a distinct case ("?" when it has none).
+const char *get_ans_class(int entry);
+// One column per member attribute of Gaussian group g, named by `fmt` filled
+// with the attribute's index, and the members' values in a case (neither
+// with --hide-attr).
+void add_desc_group_attr(int g, const char *fmt);
+void add_data_group_values(int g, int entry);
 
 void print_version(FILE *fp);
 void print_usage(FILE *fp);

@@ -13,17 +13,6 @@
 
 namespace {
 
-std::vector<std::string> split_fields(const std::string &line, char delim) {
-  std::vector<std::string> out(1);
-  for (char c : line) {
-    if (c == delim)
-      out.emplace_back();
-    else
-      out.back() += c;
-  }
-  return out;
-}
-
 // Fields agree when the texts are equal or both are numbers within a
 // relative 1e-8 (the files print 12 significant digits).
 bool same_field(const std::string &a, const std::string &b) {

@@ -106,6 +106,18 @@ inline std::vector<std::string> split_lines(const std::string &text) {
   return lines;
 }
 
+// Fields of a data row.
+inline std::vector<std::string> split_fields(const std::string &line, char delim) {
+  std::vector<std::string> out(1);
+  for (char c : line) {
+    if (c == delim)
+      out.emplace_back();
+    else
+      out.back() += c;
+  }
+  return out;
+}
+
 // The lines of section `id` of a result file: the header lines and the rows
 // up to the next section.
 inline std::vector<std::string> section_lines(const std::string &text, const std::string &id) {
