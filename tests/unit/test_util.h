@@ -8,12 +8,19 @@
 
 #include "base/allocate_matrix.h"
 #include "base/misc.h"
+#include "driver/init.h"
 #include "driver/vesk.h"
+#include "input/read_freq.h"
 #include "output/print_common.h"
 
 // Brings process state to a fresh run: defaults, buffers, printer, pools.
+// What the previous test left in the case table and the attribute roles is
+// freed first (the settings still describe it).
 inline void setup_process_state() {
   static bool once = false;
+  release_freq();
+  release_attr_info();
+  release_smooth_nominal();
   set_default_settings();
   if (!once) {
     initialize_buffer();
