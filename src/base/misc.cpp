@@ -2,8 +2,10 @@
 
 #include <sys/resource.h>
 #include <sys/time.h>
+#include <unistd.h>
 
 #include <cctype>
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 
@@ -364,6 +366,12 @@ void print_daem_message_sm(int quiet, int n, long double itemp) {
     fputs("*", msg_stream());
     if (msg_stream() == stderr) fflush(stderr);
   }
+}
+
+long double physical_memory_bytes() {
+  long pages = sysconf(_SC_PHYS_PAGES), page = sysconf(_SC_PAGESIZE);
+  if (pages <= 0 || page <= 0) return HUGE_VALL;
+  return static_cast<long double>(pages) * page;
 }
 
 long double current_sec() {

@@ -77,6 +77,10 @@ void print_daem_message_sm(int quiet, int n, long double itemp);
 // The message stream: the --save-msg file, or stderr until it is set.
 FILE *msg_stream();
 
+// The machine's physical memory in bytes (infinite when unknown). Tables
+// larger than this cannot be used, so their allocation fails at once.
+long double physical_memory_bytes();
+
 // Clocks in seconds: user CPU time of the process, and wall clock.
 long double current_sec();
 long double elapsed_sec();

@@ -404,6 +404,10 @@ void parse_gauss() {
 }
 
 void build_attr_info() {
+  // One role record, smoothing constant and a few flags per attribute: an
+  // attribute count whose tables cannot fit in memory ends here, at once.
+  long double per_attr = sizeof(AttrInfo) + sizeof(long double) + 4 * sizeof(int);
+  if (settings.tuple_size * per_attr > physical_memory_bytes()) die_alloc("init.cpp", 13);
   parse_gauss();
   store_gauss_groups();
   settings.mode_gauss = settings.gauss_size > 0;

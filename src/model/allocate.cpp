@@ -1,7 +1,5 @@
 #include "model/allocate.h"
 
-#include <unistd.h>
-
 #include <climits>
 #include <cmath>
 #include <cstdlib>
@@ -182,17 +180,13 @@ long double fit_bytes(int k) {
   return k * per_class;
 }
 
-long double physical_bytes() {
-  long pages = sysconf(_SC_PHYS_PAGES), page = sysconf(_SC_PAGESIZE);
-  if (pages <= 0 || page <= 0) return HUGE_VALL;
-  return static_cast<long double>(pages) * page;
+// Tables that cannot fit in the machine's memory end the run at once, as a
+// failed allocation, instead of after gigabytes of small ones.
+void check_memory(long double bytes, int site) {
+  if (bytes > physical_memory_bytes()) die_alloc(kModule, site);
 }
 
-// A K whose fit cannot fit in the machine's memory ends at once, as a failed
-// allocation, instead of after gigabytes of small ones.
-void check_fit_size() {
-  if (fit_bytes(num_k()) > physical_bytes()) die_alloc(kModule, 15);
-}
+void check_fit_size() { check_memory(fit_bytes(num_k()), 15); }
 
 }  // namespace
 
@@ -348,6 +342,10 @@ int num_kvalues() {
 
 void alloc_ic() {
   int n = num_kvalues();
+  // The score and seed tables together: three scores, the best restart, and
+  // per restart a seed, an iteration count and an objective, plus row pointers.
+  long double r = settings.num_init > 0 ? settings.num_init : 1;
+  check_memory(static_cast<long double>(n) * (3 * 16 + 4 + 3 * 8 + r * (4 + 4 + 16)), 16);
   model.num_kvalue = n;
   model.ic = new_reals(n);
   model.bic = new_reals(n);
