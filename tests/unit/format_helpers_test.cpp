@@ -16,22 +16,6 @@
 
 namespace {
 
-// What a function writes to standard output.
-template <typename Fn>
-std::string stdout_of(Fn fn) {
-  fflush(stdout);
-  FILE *tmp = tmpfile();
-  int saved = dup(1);
-  dup2(fileno(tmp), 1);
-  fn();
-  fflush(stdout);
-  dup2(saved, 1);
-  close(saved);
-  std::string text = stream_text(tmp);
-  fclose(tmp);
-  return text;
-}
-
 int vsn(char *dst, size_t n, const char *fmt, ...) {
   va_list ap;
   va_start(ap, fmt);

@@ -14,21 +14,6 @@
 namespace {
 
 template <typename Fn>
-std::string stdout_of(Fn fn) {
-  fflush(stdout);
-  FILE *tmp = tmpfile();
-  int saved = dup(1);
-  dup2(fileno(tmp), 1);
-  fn();
-  fflush(stdout);
-  dup2(saved, 1);
-  close(saved);
-  std::string text = stream_text(tmp);
-  fclose(tmp);
-  return text;
-}
-
-template <typename Fn>
 std::string file_of(Fn fn) {
   FILE *tmp = tmpfile();
   fn(tmp);

@@ -13,15 +13,6 @@
 
 namespace {
 
-std::string exactly(const std::string &text) {
-  std::string re = "^";
-  for (char c : text) {
-    if (strchr("[](){}.*+?^$|\\", c) != nullptr) re += '\\';
-    re += c;
-  }
-  return re + "$";
-}
-
 void expect_failure(const Roles &roles, const std::string &text, const std::string &message) {
   prepare_case_file(roles, text);
   settings.fp_msg = nullptr;  // messages then go to stderr

@@ -3,7 +3,10 @@
 #ifndef VESK_TESTS_TEST_UTIL_H
 #define VESK_TESTS_TEST_UTIL_H
 
+#include <unistd.h>
+
 #include <cstdio>
+#include <cstring>
 #include <string>
 
 #include "base/allocate_matrix.h"
@@ -52,6 +55,32 @@ inline std::string read_text(const char *path) {
   while ((n = fread(buf, 1, sizeof buf, fp)) > 0) s.append(buf, n);
   fclose(fp);
   return s;
+}
+
+// What a function writes to standard output.
+template <typename Fn>
+std::string stdout_of(Fn fn) {
+  fflush(stdout);
+  FILE *tmp = tmpfile();
+  int saved = dup(1);
+  dup2(fileno(tmp), 1);
+  fn();
+  fflush(stdout);
+  dup2(saved, 1);
+  close(saved);
+  std::string text = stream_text(tmp);
+  fclose(tmp);
+  return text;
+}
+
+// A regular expression matching exactly `text` (for death-test messages).
+inline std::string exactly(const std::string &text) {
+  std::string re = "^";
+  for (char c : text) {
+    if (strchr("[](){}.*+?^$|\\", c) != nullptr) re += '\\';
+    re += c;
+  }
+  return re + "$";
 }
 
 #endif
