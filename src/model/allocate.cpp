@@ -186,22 +186,22 @@ void check_memory(long double bytes, int site) {
   if (bytes > physical_memory_bytes()) die_alloc(kModule, site);
 }
 
-void check_fit_size() { check_memory(fit_bytes(num_k()), 15); }
+// Before the arrays of a fit are made: a K whose means cannot fit the vector
+// pool ends with the pool's message, a K too large for memory with the
+// allocation message.
+void check_fit_size() {
+  for (int g = 0; g < num_g(); g++) reserve_vectors(num_k(), dim(g));
+  check_memory(fit_bytes(num_k()), 15);
+}
 
 }  // namespace
 
 void alloc_param() {
-  int k = num_k();
-  // Mean vectors first: a K whose Gaussians cannot fit the vector pool ends
-  // with the pool's message before any large table is made.
-  if (settings.mode_gauss) model.param_u = new_vecs(k);
   check_fit_size();
-  model.param_c = new_reals(k);
-  if (settings.mode_nominal) model.param_w = new_w(k);
+  new_param_set(model.param_c, model.param_w, model.param_u, model.param_s, num_k());
   if (settings.mode_gauss) {
-    model.param_s = new_mats(k);
-    model.param_p = new_mats(k);
-    model.param_sdet = new_reals2(k, num_g());
+    model.param_p = new_mats(num_k());
+    model.param_sdet = new_reals2(num_k(), num_g());
   }
 }
 
@@ -378,8 +378,8 @@ void release_seed() {
 
 void alloc_hparam_gauss() {
   if (!settings.mode_gauss) return;
-  model.hparam_u = new_vecs(num_k());
   check_fit_size();
+  model.hparam_u = new_vecs(num_k());
   model.hparam_s = new_mats(num_k());
   model.hparam_p = new_mats(num_k());
   model.hparam_sdet = new_reals2(num_k(), num_g());

@@ -108,6 +108,37 @@ TEST(SizeLimits, SeedTablesForARange) {
   em_fixture::unload();
 }
 
+// The reservation answers exactly what the pool can give: carving 16 MB
+// vectors one by one, each reservation of one more that passes is followed by
+// an allocation that succeeds, and the first that fails is the one the pool
+// could not have served; a released block counts again.
+bool in_reservation = false;
+
+TEST(SizeLimits, VectorPoolRoomIsCountedExactly) {
+  setup_process_state();
+  const int n = 1000000;  // 16,000,016-byte blocks: at most four fit the 64 MiB arena
+  EXPECT_EXIT(reserve_vectors(5, n), testing::ExitedWithCode(1),
+              "^Ran out of memory for vectors \\(allocated size: 8388608 bytes\\)\n$");
+  EXPECT_EXIT(
+      {
+        set_exit_handler([](int) { exit(in_reservation ? 0 : 2); });
+        Vector made[8];
+        int count = 0;
+        for (;;) {
+          in_reservation = true;
+          reserve_vectors(1, n);
+          in_reservation = false;
+          made[count++] = alloc_vector(n);
+          if (count == 2) {  // a released block is served again before fresh space
+            release_vector0(made[1]);
+            reserve_vectors(1, n);
+            if (alloc_vector(n) != made[1]) exit(3);
+          }
+        }
+      },
+      testing::ExitedWithCode(0), "");
+}
+
 // Tables that cannot fit end with the allocation message before anything
 // large is allocated (a K whose Gaussians cannot fit the vector pool ends
 // with the pool's message).
