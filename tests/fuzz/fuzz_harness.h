@@ -99,6 +99,7 @@ inline bool set_roles(const Header &h) {
   }
   if (n > 0) add_gauss(text);
   build_attr_info();
+  if (settings.tuple_size_d > 0) build_smooth_nominal(0);  // as postproc_args does
   settings.format_in = (h.flags & F_TXT) ? FORMAT_TXT : FORMAT_CSV;
   settings.format_out = FORMAT_TXT;
   settings.mode_uncompress = (h.flags & F_UNCOMPRESS) != 0;

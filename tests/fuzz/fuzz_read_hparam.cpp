@@ -33,6 +33,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   fuzz::write_bytes(path, data + 3, size - 3);
   snprintf(settings.fname_freq, sizeof settings.fname_freq, "%s", cases_path.c_str());
   snprintf(settings.fname_hparam, sizeof settings.fname_hparam, "%s", path.c_str());
+  settings.mode_read_hparam = 1;  // as --read-hparam sets it
   if (setjmp(fuzz::back) == 0 && fuzz::set_roles(fuzz::decode(data))) {
     write_case_file(cases_path);
     read_freq();
