@@ -138,12 +138,14 @@ MatHeader *take_free_matrix(int rows, int cols) {
   }
 }
 
+[[noreturn]] void die_vector_pool() {
+  die("Ran out of memory for vectors (allocated size: %d bytes)\n", static_cast<int>(max_vpool_size0));
+}
+
 VecHeader *carve_vector(int n) {
   size_t size = vec_block_size(n);
   size_t end = vpool.vp_last0 + size;
-  if (static_cast<long>(end / VPOOL_UNIT) >= max_vpool_size0 || end > VPOOL_BYTES)
-    die("Ran out of memory for vectors (allocated size: %d bytes)\n",
-        static_cast<int>(max_vpool_size0));
+  if (static_cast<long>(end / VPOOL_UNIT) >= max_vpool_size0 || end > VPOOL_BYTES) die_vector_pool();
   VecHeader *h = reinterpret_cast<VecHeader *>(vpool.arena + vpool.vp_last0);
   vpool.vp_last0 = end;
   h->next = nullptr;
@@ -183,6 +185,22 @@ int matrix_rows(long double *const *m) { return mat_header(m)->rows; }
 int matrix_cols(long double *const *m) { return mat_header(m)->cols; }
 
 // Starting a pool again first releases the previous arena.
+void reserve_vectors(long long count, int n) {
+  if (vpool.vp_free0 == nullptr) start_vector_pool();
+  long long free_blocks = 0;
+  VecHeader *rover = vpool.vp_free0;
+  for (VecHeader *p = rover->next;; p = p->next) {
+    if (p != vector_sentinel() && p->n == n) free_blocks++;
+    if (p == rover) break;
+  }
+  // A block fits while its end stays below the capacity limit.
+  size_t limit = static_cast<size_t>(max_vpool_size0) * VPOOL_UNIT;
+  if (limit > VPOOL_BYTES + 1) limit = VPOOL_BYTES + 1;
+  size_t room = vpool.vp_last0 < limit ? limit - 1 - vpool.vp_last0 : 0;
+  long long fresh = static_cast<long long>(room / vec_block_size(n));
+  if (count > free_blocks + fresh) die_vector_pool();
+}
+
 void initialize_vector_pool() {
   if (vpool.arena != nullptr) release_vector_pool();
   vpool.arena = static_cast<char *>(calloc_str0(VPOOL_BYTES, MODULE, 1));

@@ -22,6 +22,9 @@ void release_matrix_pool();
 Vector alloc_vector(int n);
 Matrix alloc_matrix(int rows, int cols);
 void release_vector0(Vector v);
+// Ends the run with the pool's message at once when `count` more vectors of
+// n elements cannot be had (free blocks of that length, then fresh ones).
+void reserve_vectors(long long count, int n);
 void release_matrix0(Matrix m);
 
 void clear_vector(Vector v);

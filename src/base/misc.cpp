@@ -2,8 +2,10 @@
 
 #include <sys/resource.h>
 #include <sys/time.h>
+#include <unistd.h>
 
 #include <cctype>
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 
@@ -21,6 +23,8 @@ struct PrecCache {
   bool has_msg, has_desc, has_data, has_float;
 };
 PrecCache prec_cache;
+
+ExitHandler exit_handler = nullptr;
 
 char float_field[60];
 char int_field[12];
@@ -69,7 +73,7 @@ char *alloc_work_buffer() {
   }
   vfprintf(msg_stream(), fmt, ap);
   fflush(msg_stream());
-  exit(1);
+  exit_run(1);
 }
 
 }  // namespace
@@ -91,6 +95,13 @@ void release_buffer() {
   }
 }
 
+void set_exit_handler(ExitHandler handler) { exit_handler = handler; }
+
+void exit_run(int status) {
+  if (exit_handler != nullptr) exit_handler(status);
+  exit(status);
+}
+
 FILE *msg_stream() { return settings.fp_msg != nullptr ? settings.fp_msg : stderr; }
 
 void die(const char *fmt, ...) {
@@ -102,7 +113,9 @@ void die(const char *fmt, ...) {
 void die_line(const char *fname, int line_no, int id, const char *line, const char *reason,
               int column) {
   enum { MARKER_SIZE = 131073 };
-  char *marker = static_cast<char *>(malloc(MARKER_SIZE));
+  // Kept once made, so that no failure leaves it unreachable.
+  static char *marker = nullptr;
+  if (marker == nullptr) marker = static_cast<char *>(malloc(MARKER_SIZE));
   if (marker == nullptr) die_alloc("misc.cpp", 1);
   if (column > MARKER_SIZE - 2) die("Internal error: die_line()\n");
   const char *text = conv_base(msg_prec_text(), line);
@@ -123,12 +136,12 @@ void die_dimension(const char *func) { die("Internal error: %s() -- illegal dime
 
 void die_alloc(const char *module, int site) {
   fprintf(stderr, "Couldn't allocate memory (%s, line %d)\n", module, site);
-  exit(1);
+  exit_run(1);
 }
 
 void die_realloc(const char *module, int site) {
   fprintf(stderr, "Couldn't reallocate memory (%s, line %d)\n", module, site);
-  exit(1);
+  exit_run(1);
 }
 
 void *xmalloc0(size_t size, const char *module, int site) {
@@ -353,6 +366,12 @@ void print_daem_message_sm(int quiet, int n, long double itemp) {
     fputs("*", msg_stream());
     if (msg_stream() == stderr) fflush(stderr);
   }
+}
+
+long double physical_memory_bytes() {
+  long pages = sysconf(_SC_PHYS_PAGES), page = sysconf(_SC_PAGESIZE);
+  if (pages <= 0 || page <= 0) return HUGE_VALL;
+  return static_cast<long double>(pages) * page;
 }
 
 long double current_sec() {

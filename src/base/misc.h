@@ -19,6 +19,12 @@ void initialize_buffer();
 void release_buffer();
 
 // Termination: none of these returns; all exit with status 1.
+// A failure ends the process through exit_run, which calls exit unless a
+// handler is installed: a harness that feeds many inputs through the readers
+// in one process installs one that takes control back (it must not return).
+typedef void (*ExitHandler)(int status);
+void set_exit_handler(ExitHandler handler);
+[[noreturn]] void exit_run(int status);
 [[noreturn]] void die(const char *fmt, ...) __attribute__((format(printf, 1, 2)));
 [[noreturn]] void die_line(const char *fname, int line_no, int id, const char *line,
                            const char *reason, int column);
@@ -70,6 +76,10 @@ void print_daem_message_sm(int quiet, int n, long double itemp);
 
 // The message stream: the --save-msg file, or stderr until it is set.
 FILE *msg_stream();
+
+// The machine's physical memory in bytes (infinite when unknown). Tables
+// larger than this cannot be used, so their allocation fails at once.
+long double physical_memory_bytes();
 
 // Clocks in seconds: user CPU time of the process, and wall clock.
 long double current_sec();

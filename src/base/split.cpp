@@ -24,12 +24,16 @@ int count_delimiters(const char *line, const char *delimiters) {
 
 }  // namespace
 
+int count_fields(const char *line, const char *delimiters) {
+  return count_delimiters(line, delimiters) + 1;
+}
+
 int split(int max_fields, const char *line, char **fields, int *starts, const char *delimiters,
           const char *dropped) {
   if (starts != nullptr) {
     for (int i = 0; i < max_fields; i++) starts[i] = -1;
   }
-  int num_fields = count_delimiters(line, delimiters) + 1;
+  int num_fields = count_fields(line, delimiters);
   if (num_fields > max_fields) return -1;
 
   int field = 0, len = 0;

@@ -16,10 +16,8 @@ struct IndexRange {
   int lo, hi;
 };
 
-const char *opt_name(int id) { return get_option_str(id, vesk_opts, 0); }
-
 [[noreturn]] void die_conflict(int first, int second) {
-  die("Confliction between %s and %s options\n", opt_name(first), opt_name(second));
+  die("Confliction between %s and %s options\n", option_name(first), option_name(second));
 }
 
 // A new copy of the first len characters of text.
@@ -149,9 +147,11 @@ void check_gauss_overlap() {
   int *uses = static_cast<int *>(calloc_str0(sizeof(int) * n, "init.cpp", 6));
   for (GaussSpec *g = settings.gauss_list; g != nullptr; g = g->next)
     for (int j = 0; j < g->size; j++) uses[g->attrs[j]]++;
-  for (int i = 0; i < n; i++)
-    if (uses[i] > 1) die("Overlapping continuous attrubute: %d\n", i);
+  int overlap = -1;
+  for (int i = 0; i < n && overlap < 0; i++)
+    if (uses[i] > 1) overlap = i;
   free(uses);
+  if (overlap >= 0) die("Overlapping continuous attrubute: %d\n", overlap);
 }
 
 void free_gauss_list() {
@@ -239,7 +239,7 @@ void parse_class_range(const char *text) {
       field[nsep][len++] = *p;
     }
   }
-  if (nsep != 2) die("Illegal value for %s option\n", opt_name(OPT_N_CLASS));
+  if (nsep != 2) die("Illegal value for %s option\n", option_name(OPT_N_CLASS));
   settings.kmin = parse_int(field[0]);
   settings.kmax = parse_int(field[1]);
   settings.kstep = parse_int(field[2]);
@@ -333,7 +333,7 @@ void parse_itemp(const char *text) {
 
 void parse_extreme(const char *text) {
   long double q = parse_float(text);
-  if (!(q >= 0 && q <= 1)) die("Illegal value for %s option\n", opt_name(OPT_EXTREME));
+  if (!(q >= 0 && q <= 1)) die("Illegal value for %s option\n", option_name(OPT_EXTREME));
   settings.q_regular_min = q;
   settings.q_regular_max = 1 - q;
 }
@@ -365,7 +365,7 @@ long double parse_smooth_tau(const char *text) {
     return -1;
   }
   long double v = parse_float(text);
-  if (v < 0) die("Illegal value for %s option\n", opt_name(OPT_TAU));
+  if (v < 0) die("Illegal value for %s option\n", option_name(OPT_TAU));
   settings.mode_smooth_auto_tau = 1;
   return v;
 }
@@ -383,11 +383,11 @@ void parse_smooth_s(const char *text) {
     size_t len = colon - text;
     if (len == 6 && strncmp(text, "sample", 6) == 0) mode = 1;
     else if (len == 5 && strncmp(text, "const", 5) == 0) mode = 2;
-    else die("Illegal value for %s option\n", opt_name(OPT_SMOOTH_VAR));
+    else die("Illegal value for %s option\n", option_name(OPT_SMOOTH_VAR));
     value = colon + 1;
   }
   long double v = parse_float(value);
-  if (v < 0) die("Illegal value for %s option\n", opt_name(OPT_SMOOTH_VAR));
+  if (v < 0) die("Illegal value for %s option\n", option_name(OPT_SMOOTH_VAR));
   settings.smooth_s = v;
   settings.mode_smooth_s = mode;
 }
@@ -404,6 +404,10 @@ void parse_gauss() {
 }
 
 void build_attr_info() {
+  // One role record, smoothing constant and a few flags per attribute: an
+  // attribute count whose tables cannot fit in memory ends here, at once.
+  long double per_attr = sizeof(AttrInfo) + sizeof(long double) + 4 * sizeof(int);
+  if (settings.tuple_size * per_attr > physical_memory_bytes()) die_alloc("init.cpp", 13);
   parse_gauss();
   store_gauss_groups();
   settings.mode_gauss = settings.gauss_size > 0;
@@ -434,7 +438,29 @@ void build_smooth_nominal(int n) {
       settings.mode_smooth_auto_w[a] = flag;
     }
   } else {
-    die("Too many or too few smoothing constants for %s\n", opt_name(OPT_SMOOTH_A));
+    die("Too many or too few smoothing constants for %s\n", option_name(OPT_SMOOTH_A));
   }
   settings.num_smooth_w = a_count;
+}
+
+void release_smooth_nominal() {
+  free(settings.smooth_w);
+  free(settings.mode_smooth_auto_w);
+  settings.smooth_w = nullptr;
+  settings.mode_smooth_auto_w = nullptr;
+}
+
+void release_attr_info() {
+  free_gauss_list();
+  for (int g = 0; g < settings.gauss_size && settings.gauss_attr != nullptr; g++)
+    free(settings.gauss_attr[g]);
+  free(settings.gauss_attr);
+  free(settings.gauss_attr_size);
+  free(settings.attr_info);
+  free(settings.attr_ignore);
+  settings.gauss_attr = nullptr;
+  settings.gauss_attr_size = nullptr;
+  settings.attr_info = nullptr;
+  settings.attr_ignore = nullptr;
+  settings.gauss_size = 0;
 }

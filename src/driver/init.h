@@ -23,5 +23,8 @@ void parse_gauss();
 void build_attr_info();
 // Expands the attribute smoothing given for n attributes to every discrete one.
 void build_smooth_nominal(int n);
+void release_smooth_nominal();
+// Frees the attribute roles (groups, role records, ignore flags).
+void release_attr_info();
 
 #endif

@@ -1,5 +1,6 @@
 #include "driver/vesk.h"
 
+#include <climits>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -17,8 +18,6 @@
 #include "output/print_common.h"
 
 namespace {
-
-const char *opt_name(int id) { return get_option_str(id, vesk_opts, 0); }
 
 const char *const unknown_option_msg = "Unknown/illegal option specification: %s (Use -h for usage)\n";
 
@@ -40,7 +39,7 @@ void option_pass1(int argc, char **argv) {
     if (c == OPT_TARGET) copy_optarg(settings.fname_base, FNAME_BASE_MAX);
   }
   if (settings.fname_base[0] == '\0') {
-    fprintf(stderr, "Missing or illegal %s option (Use -h for usage)\n", opt_name(OPT_TARGET));
+    fprintf(stderr, "Missing or illegal %s option (Use -h for usage)\n", option_name(OPT_TARGET));
     exit(1);
   }
 }
@@ -230,14 +229,11 @@ void teardown() {
   release_vector_pool();
   release_buffer();
   release_printer();
-  free(settings.smooth_w);
-  free(settings.mode_smooth_auto_w);
-  settings.smooth_w = nullptr;
-  settings.mode_smooth_auto_w = nullptr;
+  release_smooth_nominal();
 }
 
 
-[[noreturn]] void die_illegal_value(int id) { die("Illegal value for %s option\n", opt_name(id)); }
+[[noreturn]] void die_illegal_value(int id) { die("Illegal value for %s option\n", option_name(id)); }
 
 // Gaussian priors are in force with a positive or AutoClass tau.
 void check_gauss_prior() {
@@ -246,7 +242,7 @@ void check_gauss_prior() {
     settings.mode_smooth_gauss = 1;
     for (int g = 0; g < settings.gauss_size; g++)
       if (!(settings.alpha_w == 0 || settings.alpha_w > settings.gauss_attr_size[g]))
-        die("Missing or illegal value for %s option\n", opt_name(OPT_ALPHA));
+        die("Missing or illegal value for %s option\n", option_name(OPT_ALPHA));
   } else if (settings.tau < 0) {
     die_illegal_value(OPT_TAU);
   }
@@ -258,28 +254,27 @@ void check_roles() {
   if (settings.mode_eval && (settings.attr_eval < 0 || settings.attr_eval >= settings.tuple_size))
     die_illegal_value(OPT_EVAL);
   if (settings.mode_id && settings.mode_eval && settings.attr_id == settings.attr_eval)
-    die("Confliction between %s and %s options\n", opt_name(OPT_ID), opt_name(OPT_EVAL));
+    die("Confliction between %s and %s options\n", option_name(OPT_ID), option_name(OPT_EVAL));
   if (!settings.mode_ignore || settings.attr_ignore == nullptr) return;
   settings.num_attr_ignore = 0;
   for (int a = 0; a < settings.tuple_size; a++) {
     if (!settings.attr_ignore[a]) continue;
     settings.num_attr_ignore++;
     if (settings.mode_id && a == settings.attr_id)
-      die("Confliction between %s and %s options\n", opt_name(OPT_ID), opt_name(OPT_IGNORE));
+      die("Confliction between %s and %s options\n", option_name(OPT_ID), option_name(OPT_IGNORE));
     if (settings.mode_eval && a == settings.attr_eval)
-      die("Confliction between %s and %s options\n", opt_name(OPT_IGNORE), opt_name(OPT_EVAL));
+      die("Confliction between %s and %s options\n", option_name(OPT_IGNORE), option_name(OPT_EVAL));
   }
 }
 
 void check_num_class() {
   if (!settings.mode_em) return;
-  const char *name = opt_name(OPT_N_CLASS);
   if (!settings.mode_search_num_class) {
     if (settings.num_class < 2 && !settings.mode_read_hparam)
-      die("Missing or illegal %s option (Use -h for usage)\n", name);
+      die("Missing or illegal %s option (Use -h for usage)\n", option_name(OPT_N_CLASS));
   } else if (settings.kmin < 2 || settings.kmax < 1 || settings.kstep < 1 ||
              settings.kmax < settings.kmin) {
-    die("Illegal value for %s option (Use -h for usage)\n", name);
+    die("Illegal value for %s option (Use -h for usage)\n", option_name(OPT_N_CLASS));
   }
 }
 
@@ -296,6 +291,18 @@ void check_limits() {
     die("Illegal value for the lower limit of updated prob. of the splited/merged class\n");
   if (settings.prec_out < 1 || settings.prec_out > 36) die_illegal_value(OPT_PREC_OUT);
   if (settings.prec_msg < 1 || settings.prec_msg > 36) die_illegal_value(OPT_PREC_MSG);
+}
+
+// The annealing steps: the integer part of -ln(Binit) / ln(Brate), plus 1.
+// The traces keep one entry per step besides the iterations, with an int
+// index, so a rate too close to 1 for that is refused like one of 1.
+void set_num_itemp() {
+  const long double kMaxSteps = INT_MAX - 10000 - 3;  // room for the iteration limit
+  long double steps = truncl(-logl(settings.itemp_init) / logl(settings.itemp_rate)) + 1;
+  if (!(steps <= kMaxSteps))
+    die(conv_msg("Illegal value for the increasing rate of inverse temperature -- %.Nf\n"),
+        settings.itemp_rate);
+  settings.num_itemp = static_cast<int>(steps);
 }
 
 void copy_label(char *dst, const char *text) {
@@ -377,7 +384,7 @@ int vesk_main(int argc, char **argv) {
   option_pass(argc, argv, apply_autoclass);
   option_pass(argc, argv, apply_n_attr);
   if (settings.tuple_size < 1)
-    die("Missing or illegal %s option (Use -h for usage)\n", opt_name(OPT_N_ATTR));
+    die("Missing or illegal %s option (Use -h for usage)\n", option_name(OPT_N_ATTR));
   option_pass(argc, argv, apply_id_eval);
   option_pass(argc, argv, apply_other);
   postproc_args();
@@ -405,9 +412,7 @@ void postproc_args() {
   settings.mode_conv_out = 0;
   set_labels();
   if (settings.min_smem_improve < 0) settings.min_smem_improve = 10 * settings.epsilon;
-  if (settings.mode_daem)
-    settings.num_itemp =
-        static_cast<int>(-logl(settings.itemp_init) / logl(settings.itemp_rate)) + 1;
+  if (settings.mode_daem) set_num_itemp();
   check_eval_weights();
 }
 

@@ -307,6 +307,18 @@ char *get_option_str(int id, const XOption *table, int long_only) {
   return nullptr;
 }
 
+const char *option_name(int id) {
+  // One message names at most two options; older forms are freed, the two
+  // newest stay reachable until the message that uses them is written.
+  static char *recent[2];
+  static int next;
+  free(recent[next]);
+  recent[next] = get_option_str(id, vesk_opts, 0);
+  const char *s = recent[next];
+  next = 1 - next;
+  return s;
+}
+
 // Out-of-range values saturate, as the 32-bit conversions do, instead of
 // wrapping into a small and plausible-looking value.
 int parse_int(const char *text) {

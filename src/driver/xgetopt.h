@@ -53,6 +53,9 @@ int xgetopt(int argc, char **argv, const XOption *table);
 void copy_optarg(char *dst, int len);
 // "--name (-c)" or "--name"; null when no row has the id. Never freed.
 char *get_option_str(int id, const XOption *table, int long_only);
+// The display form of an option of vesk_opts for a message ("--%s (-%c)" or
+// "--%s"); valid until the second call after this one.
+const char *option_name(int id);
 
 int parse_int(const char *text);
 unsigned int parse_uint(const char *text);

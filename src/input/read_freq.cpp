@@ -44,7 +44,24 @@ struct LineState {
   int *slot_c;         // per group: offset of its first member in val_c
   int records;       // records filled so far
   int lines_read;    // non-comment lines read
+  // Missing-value counts while reading, wide enough for any sum of int
+  // counts; each is at most the total, checked once the file is read.
+  long long *miss_w_sum;  // per discrete attribute
+  long long *miss_c_sum;  // per continuous attribute (group-major)
 };
+
+// The blocks the per-record arrays are carved from.
+struct RecordBlocks {
+  int *words, *miss_w, *miss_g_flags, *num_miss_gauss;
+  Vector *gauss;
+  int **miss_g;
+  char *values;
+};
+
+// Reader state lives at module level so that release_freq can free what a
+// failed read leaves behind.
+LineState line_state;
+RecordBlocks blocks;
 
 [[noreturn]] void bad_line(LineState *st, int id, const char *reason, int column) {
   // The message shows the line with its own line end; add one if it has none.
@@ -88,31 +105,36 @@ int count_entries(FILE *fp) {
   return static_cast<int>(n);
 }
 
+size_t record_values_bytes(size_t align) {
+  size_t bytes = 0;
+  for (int g = 0; g < settings.gauss_size; g++)
+    bytes += (vector_block_bytes(settings.gauss_attr_size[g]) + align - 1) / align * align;
+  return bytes;
+}
+
 // Carves the per-record arrays out of a few large blocks.
 void alloc_records(int n) {
   int d = settings.tuple_size_d, gs = settings.gauss_size, c = settings.tuple_size_c;
   size_t nn = static_cast<size_t>(n);
   cases.freq_list = static_cast<CaseRecord *>(calloc_str0(sizeof(CaseRecord) * nn, MODULE, 2));
-  int *words = static_cast<int *>(xmalloc0(sizeof(int) * nn * d, MODULE, 3));
-  int *miss_w = static_cast<int *>(xmalloc0(sizeof(int) * nn * d, MODULE, 4));
-  Vector *gauss = static_cast<Vector *>(xmalloc0(sizeof(Vector) * nn * gs, MODULE, 5));
-  int **miss_g = static_cast<int **>(xmalloc0(sizeof(int *) * nn * gs, MODULE, 6));
-  int *miss_g_flags = static_cast<int *>(xmalloc0(sizeof(int) * nn * c, MODULE, 7));
-  int *num_miss_gauss = static_cast<int *>(xmalloc0(sizeof(int) * nn * gs, MODULE, 8));
+  blocks.words = static_cast<int *>(xmalloc0(sizeof(int) * nn * d, MODULE, 3));
+  blocks.miss_w = static_cast<int *>(xmalloc0(sizeof(int) * nn * d, MODULE, 4));
+  blocks.gauss = static_cast<Vector *>(xmalloc0(sizeof(Vector) * nn * gs, MODULE, 5));
+  blocks.miss_g = static_cast<int **>(xmalloc0(sizeof(int *) * nn * gs, MODULE, 6));
+  blocks.miss_g_flags = static_cast<int *>(xmalloc0(sizeof(int) * nn * c, MODULE, 7));
+  blocks.num_miss_gauss = static_cast<int *>(xmalloc0(sizeof(int) * nn * gs, MODULE, 8));
   const size_t align = alignof(long double) > 16 ? alignof(long double) : 16;
-  size_t bytes_per_record = 0;
-  for (int g = 0; g < gs; g++)
-    bytes_per_record += (vector_block_bytes(settings.gauss_attr_size[g]) + align - 1) / align * align;
-  char *values = static_cast<char *>(xmalloc0(bytes_per_record * nn, MODULE, 9));
+  size_t bytes_per_record = record_values_bytes(align);
+  blocks.values = static_cast<char *>(xmalloc0(bytes_per_record * nn, MODULE, 9));
   for (int e = 0; e < n; e++) {
     CaseRecord &r = cases.freq_list[e];
-    r.word = words + static_cast<size_t>(e) * d;
-    r.miss_w = miss_w + static_cast<size_t>(e) * d;
-    r.gauss = gauss + static_cast<size_t>(e) * gs;
-    r.miss_g = miss_g + static_cast<size_t>(e) * gs;
-    r.num_miss_gauss = num_miss_gauss + static_cast<size_t>(e) * gs;
-    char *mem = values + bytes_per_record * e;
-    int *flags = miss_g_flags + static_cast<size_t>(e) * c;
+    r.word = blocks.words + static_cast<size_t>(e) * d;
+    r.miss_w = blocks.miss_w + static_cast<size_t>(e) * d;
+    r.gauss = blocks.gauss + static_cast<size_t>(e) * gs;
+    r.miss_g = blocks.miss_g + static_cast<size_t>(e) * gs;
+    r.num_miss_gauss = blocks.num_miss_gauss + static_cast<size_t>(e) * gs;
+    char *mem = blocks.values + bytes_per_record * e;
+    int *flags = blocks.miss_g_flags + static_cast<size_t>(e) * c;
     for (int g = 0; g < gs; g++) {
       int dg = settings.gauss_attr_size[g];
       r.gauss[g] = make_vector_view(mem, dg);
@@ -121,6 +143,13 @@ void alloc_records(int n) {
       flags += dg;
     }
   }
+}
+
+void release_records() {
+  void *all[] = {blocks.words,          blocks.miss_w, blocks.gauss, blocks.miss_g,
+                 blocks.miss_g_flags,   blocks.num_miss_gauss, blocks.values};
+  for (void *p : all) free(p);
+  blocks = RecordBlocks();
 }
 
 void init_record(CaseRecord *r) {
@@ -153,10 +182,16 @@ void alloc_table(int n) {
         static_cast<int *>(calloc_str0(sizeof(int) * settings.gauss_attr_size[g], MODULE, 13));
 }
 
-void alloc_line_state(LineState *st) {
-  int d = settings.tuple_size_d, c = settings.tuple_size_c, gs = settings.gauss_size;
+// The line buffer; what depends on the number of attributes comes later.
+void open_line_state(LineState *st, FILE *fp) {
+  *st = LineState();
+  st->fp = fp;
   st->cap = 4096;
   st->line = static_cast<char *>(xmalloc0(st->cap, MODULE, 14));
+}
+
+void alloc_attr_buffers(LineState *st) {
+  int d = settings.tuple_size_d, c = settings.tuple_size_c, gs = settings.gauss_size;
   st->fields = alloc_field(settings.tuple_size + 1);
   st->starts = static_cast<int *>(xmalloc0(sizeof(int) * (settings.tuple_size + 1), MODULE, 15));
   st->vec_key = static_cast<char *>(xmalloc0(static_cast<size_t>(d) * (WORD_KEEP + 1) + 1, MODULE, 16));
@@ -164,22 +199,23 @@ void alloc_line_state(LineState *st) {
   st->val_c = static_cast<long double *>(xmalloc0(sizeof(long double) * (c + 1), MODULE, 18));
   st->miss_c = static_cast<int *>(xmalloc0(sizeof(int) * (c + 1), MODULE, 19));
   st->slot_c = static_cast<int *>(xmalloc0(sizeof(int) * (gs + 1), MODULE, 20));
+  st->miss_w_sum = static_cast<long long *>(calloc_str0(sizeof(long long) * (d + 1), MODULE, 28));
+  st->miss_c_sum = static_cast<long long *>(calloc_str0(sizeof(long long) * (c + 1), MODULE, 29));
   for (int g = 0, off = 0; g < gs; g++) {
     st->slot_c[g] = off;
     off += settings.gauss_attr_size[g];
   }
-  st->line_no = st->records = st->lines_read = 0;
 }
 
+// Closes the file and frees every buffer, whether or not the read finished.
 void release_line_state(LineState *st) {
+  if (st->fp != nullptr) fclose(st->fp);
   free(st->line);
-  release_field(st->fields, settings.tuple_size + 1);
-  free(st->starts);
+  if (st->fields != nullptr) release_field(st->fields, settings.tuple_size + 1);
+  void *rest[] = {st->starts, st->miss_d, st->val_c, st->miss_c, st->slot_c, st->miss_w_sum, st->miss_c_sum};
   free(st->vec_key);
-  free(st->miss_d);
-  free(st->val_c);
-  free(st->miss_c);
-  free(st->slot_c);
+  for (void *p : rest) free(p);
+  *st = LineState();
 }
 
 void parse_count(LineState *st, int f) {
@@ -266,7 +302,7 @@ void store_discrete(LineState *st, CaseRecord *r) {
     if (st->miss_d[a]) {
       r->word[a] = WORD_MISSING;
       r->miss_w[a] = 1;
-      cases.num_miss_w[a] += st->count;
+      st->miss_w_sum[a] += st->count;
       nmiss++;
       continue;
     }
@@ -287,7 +323,7 @@ void store_continuous(LineState *st, CaseRecord *r) {
       r->gauss[g][k] = st->val_c[slot];
       r->miss_g[g][k] = st->miss_c[slot];
       if (st->miss_c[slot]) {
-        cases.num_miss_g[g][k] += st->count;
+        st->miss_c_sum[slot] += st->count;
         nmiss++;
       }
     }
@@ -313,21 +349,29 @@ void store_labels(LineState *st, CaseRecord *r) {
   }
 }
 
-void read_line(LineState *st) {
-  size_t len = strlen(st->line);
-  size_t content = len;
+// A line longer than the splitter scans is refused, showing what would
+// have been read.
+void check_line_length(LineState *st) {
+  size_t content = strlen(st->line);
   while (content > 0 && (st->line[content - 1] == '\n' || st->line[content - 1] == '\r')) content--;
-  if (content > LINE_MAX_LEN) {
-    // Show only the part that would have been read.
-    st->line[LINE_MAX_LEN] = '\n';
-    st->line[LINE_MAX_LEN + 1] = '\0';
-    bad_line(st, ID_LONG_LINE, "Too long line", -1);
-  }
+  if (content <= LINE_MAX_LEN) return;
+  st->line[LINE_MAX_LEN] = '\n';
+  st->line[LINE_MAX_LEN + 1] = '\0';
+  bad_line(st, ID_LONG_LINE, "Too long line", -1);
+}
+
+// The field-count checks of a split line (n is -1 for too many fields).
+void check_field_count(LineState *st, int n) {
+  if (n < 0 || n > settings.tuple_size + 1) bad_line(st, 372, "Too many fields (columns)", -1);
+  if (n < settings.tuple_size) bad_line(st, 374, "Too few fields (columns)", -1);
+}
+
+void read_line(LineState *st) {
+  check_line_length(st);
   int n = settings.format_in == FORMAT_CSV
               ? split_comma(settings.tuple_size + 1, st->line, st->fields, st->starts)
               : split_tab(settings.tuple_size + 1, st->line, st->fields, st->starts);
-  if (n < 0) bad_line(st, 372, "Too many fields (columns)", -1);
-  if (n < settings.tuple_size) bad_line(st, 374, "Too few fields (columns)", -1);
+  check_field_count(st, n);
   st->num_fields = n;
   parse_fields(st);
   CaseRecord *r = choose_record(st);
@@ -338,28 +382,54 @@ void read_line(LineState *st) {
   r->count += st->count;
 }
 
-void read_freq_body(LineState *st) {
-  ssize_t got;
-  while ((got = getline(&st->line, &st->cap, st->fp)) > 0) {
+// Reads up to the next non-comment line; false at the end of the file.
+bool next_case_line(LineState *st) {
+  while (getline(&st->line, &st->cap, st->fp) > 0) {
     st->line_no++;
-    if (st->line[0] == '#') continue;
+    if (st->line[0] != '#') return true;
+  }
+  return false;
+}
+
+void read_freq_body(LineState *st) {
+  while (next_case_line(st)) {
     st->lines_read++;
     read_line(st);
   }
 }
 
+// Runs the length and field-count checks on the first case line before any
+// per-attribute buffer is reserved, so that a wrong --n-attr fails at once.
+void check_first_line(LineState *st) {
+  if (next_case_line(st)) {
+    check_line_length(st);
+    const char *delims = settings.format_in == FORMAT_CSV ? "," : "\t";
+    check_field_count(st, count_fields(st->line, delims));
+  }
+  rewind(st->fp);
+  st->line_no = 0;
+}
+
 void finish_counts(const LineState *st) {
   bool merge = !settings.mode_uncompress && !settings.mode_id && settings.gauss_size == 0;
   cases.num_entry = merge ? get_cardinality(&cases.ht_vec) : st->records;
-  if (cases.num_entry != st->records || (!merge && st->records != st->lines_read))
+  // Without merging every counted line must have given a record; a last
+  // comment line without a line end is counted but gives none.
+  if (cases.num_entry != st->records || (!merge && st->records != cases.num_entry_pre))
     die("Internal error: inconsistency in number of entries");
+  if (st->lines_read == 0) die("the file is empty\n");
   cases.num_entry_pre = st->lines_read;
   long long total = 0;
   for (int e = 0; e < cases.num_entry; e++) total += cases.freq_list[e].count;
   if (total > INT_MAX) die("Too large total of object counts in %s\n", settings.fname_freq);
   cases.total_freq = static_cast<int>(total);
+  // No missing count exceeds the total, so each fits an int now.
+  for (int a = 0; a < settings.tuple_size_d; a++) cases.num_miss_w[a] = static_cast<int>(st->miss_w_sum[a]);
+  for (int g = 0; g < settings.gauss_size; g++)
+    for (int k = 0; k < settings.gauss_attr_size[g]; k++)
+      cases.num_miss_g[g][k] = static_cast<int>(st->miss_c_sum[st->slot_c[g] + k]);
   cases.total_num_miss_w = 0;
-  for (int a = 0; a < settings.tuple_size_d; a++) cases.total_num_miss_w += cases.num_miss_w[a];
+  for (int a = 0; a < settings.tuple_size_d; a++) cases.total_num_miss_w += st->miss_w_sum[a];
 }
 
 void build_word_lists() {
@@ -367,7 +437,7 @@ void build_word_lists() {
   if (cases.word_list != nullptr) return;  // already set up by the parameter reader
   cases.num_word = static_cast<int *>(xmalloc0(sizeof(int) * (d > 0 ? d : 1), MODULE, 21));
   cases.word_list = static_cast<const char ***>(xmalloc0(sizeof(char **) * (d > 0 ? d : 1), MODULE, 22));
-  cases.print_order = static_cast<int **>(xmalloc0(sizeof(int *) * (d > 0 ? d : 1), MODULE, 23));
+  cases.print_order = static_cast<int **>(calloc_str0(sizeof(int *) * (d > 0 ? d : 1), MODULE, 23));
   for (int a = 0; a < d; a++) {
     cases.num_word[a] = get_cardinality(&cases.ht[a]);
     cases.word_list[a] = get_keys(&cases.ht[a]);
@@ -421,6 +491,7 @@ void build_print_order(int a) {
     std::stable_sort(order, order + n,
                      [words](int x, int y) { return compare_word(words[x], words[y]) < 0; });
   }
+  free(cases.print_order[a]);
   cases.print_order[a] = order;
 }
 
@@ -428,22 +499,39 @@ void read_freq() {
   print_msg("Reading cases from %s...", settings.fname_freq);
   FILE *fp = fopen(settings.fname_freq, "rb");
   if (fp == nullptr) die("Couldn't open %s\n", settings.fname_freq);
+  LineState *st = &line_state;
+  open_line_state(st, fp);
   int n = count_entries(fp);
   if (n == 0) die("the file is empty\n");
   rewind(fp);
+  check_first_line(st);
   cases.num_entry_pre = n;
   alloc_table(n);
-  LineState st;
-  st.fp = fp;
-  alloc_line_state(&st);
-  read_freq_body(&st);
-  fclose(fp);
-  if (st.lines_read == 0) die("the file is empty\n");
-  finish_counts(&st);
-  release_line_state(&st);
+  alloc_attr_buffers(st);
+  read_freq_body(st);
+  finish_counts(st);
+  release_line_state(st);
   build_word_lists();
   build_word_freq_list();
   build_label_lists();
   write_reader_sections();
   print_msg("done\n");
+}
+
+void release_freq() {
+  release_line_state(&line_state);
+  int d = settings.tuple_size_d;
+  for (int a = 0; a < d && cases.ht != nullptr; a++) release_hashtable(&cases.ht[a]);
+  for (int a = 0; a < d && cases.word_list != nullptr; a++) free(cases.word_list[a]);
+  for (int a = 0; a < d && cases.print_order != nullptr; a++) free(cases.print_order[a]);
+  for (int a = 0; a < d && cases.word_freq_list != nullptr; a++) free(cases.word_freq_list[a]);
+  for (int g = 0; g < settings.gauss_size && cases.num_miss_g != nullptr; g++) free(cases.num_miss_g[g]);
+  HashTable *tables[] = {&cases.ht_vec, &cases.ht_case_id, &cases.ht_class};
+  for (HashTable *t : tables) release_hashtable(t);
+  void *arrays[] = {cases.ht, cases.word_list, cases.print_order, cases.word_freq_list, cases.num_word,
+                    cases.case_id_list, cases.ans_class_list, cases.cluster_case_freq_ans,
+                    cases.num_miss_w, cases.num_miss_g, cases.freq_list};
+  for (void *p : arrays) free(p);
+  release_records();
+  cases = CaseTable();
 }

@@ -40,11 +40,14 @@ struct CaseTable {
   int *cluster_case_freq_ans;  // records per answer class
   int *num_miss_w;             // per discrete attribute: count of cases with it missing
   int **num_miss_g;            // per group, per component: count of cases with it missing
-  int total_num_miss_w;        // missing discrete values over the table
+  long long total_num_miss_w;  // missing discrete values over the table
 };
 extern CaseTable cases;
 
 void read_freq();
+// Frees the case table (the value dictionaries included) and whatever a
+// failed read left behind, and clears `cases`.
+void release_freq();
 // Orders value ids of discrete attribute `a` for printing (lexical or first appearance).
 void build_print_order(int a);
 // Byte-wise comparison of two value texts, at most 256 bytes.

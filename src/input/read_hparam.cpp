@@ -36,6 +36,11 @@ struct HparamBuf {
   HashTable *listed;    // [D]
 };
 
+// The reader's state lives at module level so that release_read_hparam can
+// free what a failed read leaves behind.
+SectionReader hparam_reader;
+HparamBuf hparam_buf;
+
 int num_d() { return settings.tuple_size_d; }
 int num_g() { return settings.gauss_size; }
 
@@ -61,11 +66,12 @@ void init_hparam_buf(HparamBuf *b) {
 
 void release_hparam_buf(HparamBuf *b) {
   for (int k = 0; k < b->prior_cap; k++) free(b->alpha[k]);
-  for (int d = 0; d < num_d(); d++) release_hashtable(&b->listed[d]);
+  for (int d = 0; d < num_d() && b->listed != nullptr; d++) release_hashtable(&b->listed[d]);
   free(b->listed);
   free(b->tau);
   free(b->alpha);
   release_class_rows(&b->rows);
+  memset(b, 0, sizeof *b);
 }
 
 // Case-file value id of a value text. Class 0 lists every value once; later
@@ -164,9 +170,9 @@ void store_gauss_priors(const HparamBuf *b) {
 
 void read_hparam() {
   print_msg("Reading hyperparameters from %s...", settings.fname_hparam);
-  SectionReader r;
+  SectionReader &r = hparam_reader;
+  HparamBuf &b = hparam_buf;
   open_section_reader(&r, settings.fname_hparam);
-  HparamBuf b;
   init_hparam_buf(&b);
   while (next_data_line(&r)) {
     if (r.section > num_sections()) die("Too many attribute hyperparameter fields in %s\n", r.fname);
@@ -182,4 +188,9 @@ void read_hparam() {
   release_hparam_buf(&b);
   if (settings.mode_verbose) print_hparam(settings.fp_log);
   print_msg("done\n");
+}
+
+void release_read_hparam() {
+  close_section_reader(&hparam_reader);
+  release_hparam_buf(&hparam_buf);
 }

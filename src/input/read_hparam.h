@@ -6,5 +6,8 @@
 #define VESK_INPUT_READ_HPARAM_H
 
 void read_hparam();
+// Closes the file and frees the rows of a read that did not finish (the
+// hyperparameter arrays belong to the model).
+void release_read_hparam();
 
 #endif

@@ -26,6 +26,11 @@ namespace {
 const char kModule[] = "read_param.cpp";
 enum { INIT_CLASS_CAP = 4, INIT_VALUE_CAP = 8 };
 
+// The reader's state lives at module level so that release_read_param can
+// free what a failed read leaves behind.
+SectionReader param_reader;
+ClassRows param_rows;
+
 const RowKind kParamRows = {500, "Unexpected number of fields for class probs",
                             "Unexpected number of fields for discrete attribute probs",
                             "Unexpected number of fields for means of continuous attributes",
@@ -305,9 +310,11 @@ int next_data_line(SectionReader *r) {
 
 void section_fault(const SectionReader *r, int id, const char *reason, int field) {
   int column = field >= 0 && field < SECTION_MAX_FIELDS ? r->starts[field] : -1;
-  // The message shows the line with its own line end; the last line may lack one.
+  // The message shows the line with its own line end; the last line may lack
+  // one. The copy is kept, so that a failure leaves nothing unreachable.
+  static char *text = nullptr;
   size_t len = strlen(r->line);
-  char *text = static_cast<char *>(xmalloc0(len + 2, kModule, 14));
+  text = static_cast<char *>(xrealloc0(text, len + 2, kModule, 14));
   memcpy(text, r->line, len);
   text[len] = '\0';
   if (len == 0 || text[len - 1] != '\n') strcpy(text + len, "\n");
@@ -353,10 +360,10 @@ long double invert_covariance(long double *const *s, long double **p, const char
 
 void read_param() {
   print_msg("Reading parameters from %s...", settings.fname_param);
-  SectionReader r;
+  SectionReader &r = param_reader;
+  ClassRows &b = param_rows;
   open_section_reader(&r, settings.fname_param);
   create_dictionaries();
-  ClassRows b;
   init_class_rows(&b, nullptr);
   int max_section = 1 + num_d() + 2 * num_g();
   while (next_data_line(&r)) {
@@ -375,4 +382,9 @@ void read_param() {
   release_class_rows(&b);
   if (settings.mode_verbose) print_attr_list(settings.fp_log);
   print_msg("done\n");
+}
+
+void release_read_param() {
+  close_section_reader(&param_reader);
+  release_class_rows(&param_rows);
 }

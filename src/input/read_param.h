@@ -92,5 +92,8 @@ void store_gauss_rows(const ClassRows *b, Vector **u, Matrix **s, Matrix **p, lo
                       const char *where);
 
 void read_param();
+// Closes the file and frees the rows of a read that did not finish (the
+// dictionaries and the parameter set belong to the case table and the model).
+void release_read_param();
 
 #endif

@@ -1,5 +1,6 @@
 #include "model/allocate.h"
 
+#include <climits>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -26,18 +27,28 @@ long double *new_reals(int n) {
   return static_cast<long double *>(calloc_str0(sizeof(long double) * (n > 0 ? n : 1), kModule, 1));
 }
 
-long double **new_reals2(int rows, int cols) {
-  long double **p = static_cast<long double **>(calloc_str0(sizeof(long double *) * (rows > 0 ? rows : 1), kModule, 2));
-  for (int i = 0; i < rows; i++) p[i] = new_reals(cols);
+// A rows x cols table in one zero-filled block: the row pointers, then the
+// rows. One allocation however many rows, freed with one free.
+template <typename T>
+T **new_table(int rows, int cols, int site) {
+  size_t r = rows > 0 ? rows : 1, c = cols > 0 ? cols : 1;
+  size_t head = (sizeof(T *) * r + alignof(T) - 1) / alignof(T) * alignof(T);
+  char *block = static_cast<char *>(calloc_str0(head + sizeof(T) * r * c, kModule, site));
+  T **p = reinterpret_cast<T **>(block);
+  T *data = reinterpret_cast<T *>(block + head);
+  for (int i = 0; i < rows; i++) p[i] = data + static_cast<size_t>(i) * c;
   return p;
 }
 
-void free_reals2(long double **&p, int rows) {
-  if (p == nullptr) return;
-  for (int i = 0; i < rows; i++) free(p[i]);
+template <typename T>
+void free_table(T **&p) {
   free(p);
   p = nullptr;
 }
+
+long double **new_reals2(int rows, int cols) { return new_table<long double>(rows, cols, 2); }
+
+void free_reals2(long double **&p, int) { free_table(p); }
 
 void free_reals(long double *&p) {
   free(p);
@@ -159,9 +170,38 @@ long double *grow(long double *p, int old_size, int new_size) {
   return p;
 }
 
+// Bytes one fit with k classes holds: the working, best, optimal and
+// expectation sets, the Gaussian priors and precisions, and the per-case
+// probabilities, each block with some allocator overhead.
+long double fit_bytes(int k) {
+  const long double block = 32, real = sizeof(long double), ptr = sizeof(void *);
+  long double per_class = 4 * real + 2 * real * cases.num_entry;
+  for (int a = 0; a < num_a(); a++) per_class += 4 * (block + ptr + real * cases.num_word[a]);
+  for (int g = 0; g < num_g(); g++) {
+    long double d = dim(g);
+    per_class += 5 * (block + ptr + real * d) + 7 * (block + ptr + ptr * d + real * d * d) + 2 * real;
+  }
+  return k * per_class;
+}
+
+// Tables that cannot fit in the machine's memory end the run at once, as a
+// failed allocation, instead of after gigabytes of small ones.
+void check_memory(long double bytes, int site) {
+  if (bytes > physical_memory_bytes()) die_alloc(kModule, site);
+}
+
+// Before the arrays of a fit are made: a K whose means cannot fit the vector
+// pool ends with the pool's message, a K too large for memory with the
+// allocation message.
+void check_fit_size() {
+  for (int g = 0; g < num_g(); g++) reserve_vectors(num_k(), dim(g));
+  check_memory(fit_bytes(num_k()), 15);
+}
+
 }  // namespace
 
 void alloc_param() {
+  check_fit_size();
   new_param_set(model.param_c, model.param_w, model.param_u, model.param_s, num_k());
   if (settings.mode_gauss) {
     model.param_p = new_mats(num_k());
@@ -249,10 +289,13 @@ void release_expect() {
 }
 
 // The traces start large enough for a run to the iteration limit plus the
-// annealing steps, and double on demand.
+// annealing steps (at most kTraceStartSteps of those: a long schedule makes
+// them grow as it goes), and double on demand.
 void alloc_loglike() {
+  const int kTraceStartSteps = 65536;
   int m = settings.max_iterate < 1 ? 10000 : settings.max_iterate;
-  int n = m + 2 + (settings.mode_daem ? settings.num_itemp + 1 : 0);
+  int steps = settings.num_itemp < kTraceStartSteps ? settings.num_itemp : kTraceStartSteps;
+  int n = m + 2 + (settings.mode_daem ? steps + 1 : 0);
   model.ll_size = n;
   model.loglike = new_reals(n);
   model.lambda_ = new_reals(n);
@@ -281,7 +324,10 @@ void release_loglike() {
 }
 
 void expand_loglike_all() {
-  int old_size = model.ll_size, n = old_size * 2;
+  // The iteration index is an int: the traces never need more entries.
+  int old_size = model.ll_size;
+  if (old_size >= INT_MAX) die_realloc(kModule, 9);
+  int n = old_size > INT_MAX / 2 ? INT_MAX : old_size * 2;
   long double **traces[] = {&model.loglike, &model.lambda_, &model.loglike_best, &model.lambda_best,
                             &model.log_prior, &model.log_prior_best, &model.log_itemp,
                             &model.log_itemp_best};
@@ -300,6 +346,10 @@ int num_kvalues() {
 
 void alloc_ic() {
   int n = num_kvalues();
+  // The score and seed tables together: three scores, the best restart, and
+  // per restart a seed, an iteration count and an objective, plus row pointers.
+  long double r = settings.num_init > 0 ? settings.num_init : 1;
+  check_memory(static_cast<long double>(n) * (3 * 16 + 4 + 3 * 8 + r * (4 + 4 + 16)), 16);
   model.num_kvalue = n;
   model.ic = new_reals(n);
   model.bic = new_reals(n);
@@ -316,27 +366,15 @@ void alloc_seed() {
   int n = num_kvalues();
   model.num_kvalue = n;
   int r = settings.num_init > 0 ? settings.num_init : 1;
-  model.log_seed = static_cast<unsigned int **>(calloc_str0(sizeof(unsigned int *) * n, kModule, 10));
-  model.log_num_iterate = static_cast<int **>(calloc_str0(sizeof(int *) * n, kModule, 11));
+  model.log_seed = new_table<unsigned int>(n, r, 10);
+  model.log_num_iterate = new_table<int>(n, r, 11);
   model.log_final_lambda = new_reals2(n, r);
   model.log_r_best = static_cast<int *>(calloc_str0(sizeof(int) * n, kModule, 12));
-  for (int i = 0; i < n; i++) {
-    model.log_seed[i] = static_cast<unsigned int *>(calloc_str0(sizeof(unsigned int) * r, kModule, 13));
-    model.log_num_iterate[i] = static_cast<int *>(calloc_str0(sizeof(int) * r, kModule, 14));
-  }
 }
 
 void release_seed() {
-  if (model.log_seed != nullptr) {
-    for (int i = 0; i < model.num_kvalue; i++) {
-      free(model.log_seed[i]);
-      free(model.log_num_iterate[i]);
-    }
-  }
-  free(model.log_seed);
-  free(model.log_num_iterate);
-  model.log_seed = nullptr;
-  model.log_num_iterate = nullptr;
+  free_table(model.log_seed);
+  free_table(model.log_num_iterate);
   free_reals2(model.log_final_lambda, model.num_kvalue);
   free(model.log_r_best);
   model.log_r_best = nullptr;
@@ -344,6 +382,7 @@ void release_seed() {
 
 void alloc_hparam_gauss() {
   if (!settings.mode_gauss) return;
+  check_fit_size();
   model.hparam_u = new_vecs(num_k());
   model.hparam_s = new_mats(num_k());
   model.hparam_p = new_mats(num_k());

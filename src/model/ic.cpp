@@ -30,25 +30,27 @@ void check_finite(long double x, const char *where, const char *nan_msg, const c
 
 }  // namespace
 
-int count_class_params(int k) { return k - 1; }
+// The counts are wide: K, the value counts and the group dimensions are ints,
+// and their products need not fit one.
+long long count_class_params(int k) { return k - 1LL; }
 
-int count_discrete_params(int k) {
-  int p = 0;
-  for (int a = 0; a < settings.tuple_size_d; a++) p += (cases.num_word[a] - 1) * k;
+long long count_discrete_params(int k) {
+  long long p = 0;
+  for (int a = 0; a < settings.tuple_size_d; a++) p += (cases.num_word[a] - 1LL) * k;
   return p;
 }
 
 // Covariance entries only; the mean components are not counted.
-int count_gauss_params(int k) {
-  int p = 0;
+long long count_gauss_params(int k) {
+  long long p = 0;
   for (int g = 0; g < settings.gauss_size; g++) {
-    int d = settings.gauss_attr_size[g];
+    long long d = settings.gauss_attr_size[g];
     p += (d * (d - 1) / 2 + d) * k;
   }
   return p;
 }
 
-int count_free_params() {
+long long count_free_params() {
   int k = settings.num_class;
   return count_class_params(k) + count_discrete_params(k) + count_gauss_params(k);
 }
@@ -57,7 +59,8 @@ long double compute_bic() {
   compute_complete_prob();
   compute_incomplete_prob();
   long double l = compute_loglike();
-  long double bic = l - 0.5L * count_free_params() * logl(static_cast<long double>(cases.total_freq));
+  long double p = static_cast<long double>(count_free_params());
+  long double bic = l - 0.5L * p * logl(static_cast<long double>(cases.total_freq));
   check_finite(bic, "check_bic", "Computed BIC is not a number\n", "Computed BIC is not finite\n");
   return bic;
 }

@@ -4,11 +4,11 @@
 
 long double compute_bic();
 long double compute_cs();
-int count_free_params();
+long long count_free_params();
 // Parts of the free-parameter count for k classes (used by the size report).
-int count_class_params(int k);
-int count_discrete_params(int k);
-int count_gauss_params(int k);
+long long count_class_params(int k);
+long long count_discrete_params(int k);
+long long count_gauss_params(int k);
 // Log marginal likelihood of the expected complete data of class k, group g.
 long double compute_complete_marginal_loglike_gauss(int k, int g);
 

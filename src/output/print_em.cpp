@@ -45,8 +45,8 @@ void print_param_size(FILE *fp) {
   flush_desc(fp);
   for (int kidx = 0; kidx < model.num_kvalue; kidx++) {
     int k = k_value(kidx);
-    int pc = count_class_params(k), pd = count_discrete_params(k), pg = count_gauss_params(k);
-    print_data(fp, "%d,%d,%d,%d,%d", k, pc, pd, pg, pc + pd + pg);
+    long long pc = count_class_params(k), pd = count_discrete_params(k), pg = count_gauss_params(k);
+    print_data(fp, "%d,%lld,%lld,%lld,%lld", k, pc, pd, pg, pc + pd + pg);
   }
 }
 

@@ -54,7 +54,6 @@ inline void prepare_case_file(const Roles &roles, const std::string &text, const
   set_roles(roles);
   std::string path = write_case_file(text, ext);
   snprintf(settings.fname_freq, sizeof settings.fname_freq, "%s", path.c_str());
-  cases = CaseTable();
 }
 
 inline void read_text_as(const Roles &roles, const std::string &text, const char *ext = "csv",

@@ -60,10 +60,10 @@ class ClusterTest : public ::testing::Test {
   void TearDown() override {
     settings.fp_log = nullptr;
     fclose(log);
-    cases = CaseTable();
-    model = Model();
-    member = Membership();
-    clusters = Clusters();
+    release_cluster();
+    release_prob_mem();
+    release_param();
+    release_freq();
     std::string cmd = "rm -rf '" + dir + "'";
     if (system(cmd.c_str()) != 0) ADD_FAILURE() << cmd;
   }

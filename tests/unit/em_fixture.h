@@ -36,7 +36,6 @@ inline void load(int k, int n_attr, const char *gauss, const std::string &text) 
   settings.format_in = FORMAT_CSV;
   settings.format_out = FORMAT_TXT;
   settings.fp_msg = quiet;
-  cases = CaseTable();
   read_freq();
   remove(path.c_str());
   compute_stats();

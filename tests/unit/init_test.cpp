@@ -14,6 +14,8 @@ namespace {
 
 void reset(int tuple_size) {
   if (work_buf.buf_base == nullptr) initialize_buffer();  // messages are converted in place
+  release_attr_info();
+  release_smooth_nominal();
   set_default_settings();
   settings.tuple_size = tuple_size;
 }

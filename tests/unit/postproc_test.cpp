@@ -12,6 +12,8 @@ namespace {
 
 // A valid EM run over three discrete attributes and two classes.
 void reset_valid() {
+  release_attr_info();
+  release_smooth_nominal();
   set_default_settings();
   settings.tuple_size = 3;
   settings.num_class = 2;

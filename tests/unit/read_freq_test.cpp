@@ -106,16 +106,6 @@ struct BadFile {
   bool read_param = false;  // values are only looked up in a dictionary holding "a"
 };
 
-// A regular expression matching exactly `text`.
-std::string exactly(const std::string &text) {
-  std::string re = "^";
-  for (char c : text) {
-    if (strchr("[](){}.*+?^$|\\", c) != nullptr) re += '\\';
-    re += c;
-  }
-  return re + "$";
-}
-
 TEST(ReadFreq, BadFilesEndTheRunWithTheirCheck) {
   const std::string long_line(140000, 'x');
   const std::vector<BadFile> bad = {

@@ -110,8 +110,9 @@ class ReadParamTest : public ::testing::Test {
     write(settings.fname_freq, kCases);
   }
   void TearDown() override {
-    cases = CaseTable();
-    model = Model();
+    release_param();
+    release_hparam_read();
+    release_freq();
     std::string cmd = "rm -rf '" + dir + "'";
     if (system(cmd.c_str()) != 0) ADD_FAILURE() << cmd;
   }

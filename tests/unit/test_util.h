@@ -3,17 +3,27 @@
 #ifndef VESK_TESTS_TEST_UTIL_H
 #define VESK_TESTS_TEST_UTIL_H
 
+#include <unistd.h>
+
 #include <cstdio>
+#include <cstring>
 #include <string>
 
 #include "base/allocate_matrix.h"
 #include "base/misc.h"
+#include "driver/init.h"
 #include "driver/vesk.h"
+#include "input/read_freq.h"
 #include "output/print_common.h"
 
 // Brings process state to a fresh run: defaults, buffers, printer, pools.
+// What the previous test left in the case table and the attribute roles is
+// freed first (the settings still describe it).
 inline void setup_process_state() {
   static bool once = false;
+  release_freq();
+  release_attr_info();
+  release_smooth_nominal();
   set_default_settings();
   if (!once) {
     initialize_buffer();
@@ -45,6 +55,32 @@ inline std::string read_text(const char *path) {
   while ((n = fread(buf, 1, sizeof buf, fp)) > 0) s.append(buf, n);
   fclose(fp);
   return s;
+}
+
+// What a function writes to standard output.
+template <typename Fn>
+std::string stdout_of(Fn fn) {
+  fflush(stdout);
+  FILE *tmp = tmpfile();
+  int saved = dup(1);
+  dup2(fileno(tmp), 1);
+  fn();
+  fflush(stdout);
+  dup2(saved, 1);
+  close(saved);
+  std::string text = stream_text(tmp);
+  fclose(tmp);
+  return text;
+}
+
+// A regular expression matching exactly `text` (for death-test messages).
+inline std::string exactly(const std::string &text) {
+  std::string re = "^";
+  for (char c : text) {
+    if (strchr("[](){}.*+?^$|\\", c) != nullptr) re += '\\';
+    re += c;
+  }
+  return re + "$";
 }
 
 #endif

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <string>
 #include <utility>
 #include <vector>
@@ -67,11 +68,22 @@ TEST(Xgetopt, KeepsOffendingWordWithinBounds) {
   EXPECT_STREQ(xopt.optstr, "");
 }
 
+std::string display_form(int id, int long_only) {
+  char *s = get_option_str(id, vesk_opts, long_only);
+  std::string text = s != nullptr ? s : "(null)";
+  free(s);
+  return text;
+}
+
 TEST(Xgetopt, DisplayForms) {
-  EXPECT_STREQ(get_option_str(OPT_TARGET, vesk_opts, 0), "--target (-f)");
-  EXPECT_STREQ(get_option_str(OPT_TARGET, vesk_opts, 1), "--target");
-  EXPECT_STREQ(get_option_str(OPT_PREC_OUT, vesk_opts, 0), "--prec-out");
-  EXPECT_EQ(get_option_str(26, vesk_opts, 0), nullptr);  // an unused id
+  EXPECT_EQ(display_form(OPT_TARGET, 0), "--target (-f)");
+  EXPECT_EQ(display_form(OPT_TARGET, 1), "--target");
+  EXPECT_EQ(display_form(OPT_PREC_OUT, 0), "--prec-out");
+  EXPECT_EQ(display_form(26, 0), "(null)");  // an unused id
+  // The forms used in messages stay valid for two calls.
+  const char *a = option_name(OPT_N_CLASS), *b = option_name(OPT_ID);
+  EXPECT_STREQ(a, "--n-class (-k)");
+  EXPECT_STREQ(b, "--id (-I)");
 }
 
 // Out-of-range numbers saturate as the 32-bit conversions do; they never wrap
