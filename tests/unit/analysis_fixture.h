@@ -27,9 +27,16 @@ class AnalysisTest : public ::testing::Test {
     dir = mkdtemp(tmpl);
   }
   void TearDown() override {
+    unload();
     settings.fp_log = nullptr;
     std::string cmd = "rm -rf '" + dir + "'";
     if (system(cmd.c_str()) != 0) ADD_FAILURE() << cmd;
+  }
+
+  // Releases what load() allocated; a second load() in one test starts over.
+  void unload() {
+    release_prob_mem();
+    release_param();
   }
 
   std::string path(const char *name) const { return dir + "/" + name; }
@@ -37,6 +44,7 @@ class AnalysisTest : public ::testing::Test {
   // Reads comma-separated `rows` with the given roles, sets K classes with
   // the class probabilities `c` and allocates the membership arrays (zero).
   void load(const Roles &roles, const char *rows, const std::vector<long double> &c) {
+    unload();
     read_text_as(roles, rows);
     settings.format_out = FORMAT_CSV;
     settings.num_class = static_cast<int>(c.size());

@@ -27,6 +27,8 @@ class EvalTest : public AnalysisTest {
   void set_up(const char *rows, int k, const std::vector<int> &pred) {
     load(Roles{2, nullptr, -1, 1}, rows, std::vector<long double>(k, 1.0L / k));
     ASSERT_EQ(cases.num_entry, static_cast<int>(pred.size()));
+    free(clusters.cluster_case_pred);
+    free(clusters.cluster_case_freq);
     clusters.cluster_case_pred = static_cast<int *>(calloc(pred.size(), sizeof(int)));
     clusters.cluster_case_freq = static_cast<int *>(calloc(k, sizeof(int)));
     for (size_t n = 0; n < pred.size(); n++) {
@@ -35,6 +37,13 @@ class EvalTest : public AnalysisTest {
     }
     alloc_eval();
     compute_eval();
+  }
+  void TearDown() override {
+    release_eval();
+    free(clusters.cluster_case_pred);
+    free(clusters.cluster_case_freq);
+    clusters.cluster_case_pred = clusters.cluster_case_freq = nullptr;
+    AnalysisTest::TearDown();
   }
   // Rows "v<i>,<class>" with distinct values, so that every line is an entry
   // of count 1.

@@ -19,9 +19,12 @@ namespace {
 
 using smem_fixture::MixedModel;
 
-// The arrays of the loop, for calling its pieces one by one.
+// The arrays of the loop, for calling its pieces one by one; they replace
+// the fixture's criteria arrays.
 void open_smem() {
   settings.num_sm = 2;
+  release_jsplit();
+  release_jmerge();
   alloc_smem();
 }
 
