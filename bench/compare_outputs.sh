@@ -23,7 +23,7 @@ trap 'rm -rf "$WORK"' EXIT
 # missing discrete values: columns 0-5 continuous, 6-8 discrete.
 awk 'BEGIN {
   srand(4242);
-  for (i = 0; i < 600; i++) {
+  for (i = 0; i < 3000; i++) {
     g = int(rand() * 3);
     for (j = 0; j < 6; j++) {
       z = sqrt(-2 * log(1 - rand())) * cos(6.283185307 * rand());
