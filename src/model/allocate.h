@@ -19,7 +19,8 @@ struct MissPattern {
 
 // Conditional moments of the missing components of one pattern given the
 // observed ones, under one class: the imputed mean of missing component m is
-// mu_m + sum_c gain[m][c] (x_oc - mu_oc), and cov holds S_mm - S_mo S_oo^-1 S_om.
+// mu_m + sum_c gain[m][c] (x_oc - mu_oc), and cov holds S_mm - S_mo S_oo^-1 S_om
+// in the rows and columns of the missing components.
 // A group of two components with one missing uses the scalar form instead:
 // mu_m + (x_o - mu_o) s_mo / s_oo and cov[0] = s_mm - s_mo^2 / s_oo.
 struct ImputeForm {
@@ -27,7 +28,8 @@ struct ImputeForm {
   int scalar;                     // the two-component form
   long double s_mo, s_oo;         // scalar form
   std::vector<long double> gain;  // [missing][observed]
-  std::vector<long double> cov;   // [missing][missing]
+  std::vector<long double> cov;   // d x d, zero outside the missing block
+  std::vector<const long double *> cov_rows;
 };
 
 struct DerivedValues {

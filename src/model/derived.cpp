@@ -238,6 +238,8 @@ void make_pattern(MissPattern *p, const int *miss, int d) {
 void prepare_impute(ImputeForm *f, int k, int g, const MissPattern &pat) {
   int d = settings.gauss_attr_size[g];
   f->cov.assign(static_cast<size_t>(d) * d, 0.0L);
+  f->cov_rows.resize(d);
+  for (int i = 0; i < d; i++) f->cov_rows[i] = &f->cov[static_cast<size_t>(i) * d];
   if (d == 2) impute_scalar(f, model.param_s[k][g], pat.mis[0], pat.obs[0]);
   else impute_general(f, model.param_s[k][g], pat, d);
 }

@@ -71,14 +71,13 @@ void set_components(GaussForm *f, const long double *mu, const int *observed) {
     f->mu.push_back(mu[i]);
   }
   f->dim = static_cast<int>(f->mu.size());
-  if (observed == nullptr) f->index.clear();
 }
 
 // One and two dimensions in closed form from the covariance of the
 // components read (only the upper off-diagonal element is used).
 void set_closed_form(GaussForm *f, long double *const *s) {
   f->use_prec = 0;
-  auto at = [f](int i) { return f->index.empty() ? i : f->index[i]; };
+  auto at = [f](int i) { return f->index[i]; };
   if (f->dim == 1) {
     f->var = s[at(0)][at(0)];
     f->lconst = -0.5L * logl(TWO_PI * f->var);
@@ -118,16 +117,39 @@ void set_inverted_form(GaussForm *f, long double *const *s, const int *observed)
   if (so != nullptr) release_matrix0(so);
 }
 
-long double quad_form(const long double *prec, const long double *v, int d) {
+// v = x - mu over the components a form reads.
+inline __attribute__((always_inline)) void form_diff(const GaussForm &f, const long double *x,
+                                                     long double *v, int d) {
+  const long double *mu = f.mu.data();
+  const int *idx = f.index.data();
+#pragma GCC unroll 8
+  for (int i = 0; i < d; i++) v[i] = x[idx[i]] - mu[i];
+}
+
+// v' P v as qform computes it: the diagonal terms, then twice the strictly
+// upper ones, each sum in row order. Inlined with a constant d it unrolls
+// and keeps v in registers.
+inline __attribute__((always_inline)) long double quad_core(const long double *prec,
+                                                           const long double *v, int d) {
   long double diag = 0.0L, off = 0.0L;
+#pragma GCC unroll 8
   for (int i = 0; i < d; i++) diag += prec[i] * v[i] * v[i];
   const long double *u = prec + d;
+#pragma GCC unroll 8
   for (int i = 0; i < d; i++)
+#pragma GCC unroll 8
     for (int j = i + 1; j < d; j++) off += *u++ * v[i] * v[j];
   return diag + 2.0L * off;
 }
 
-long double prec_value(const GaussForm &f, const long double *x) {
+template <int D>
+long double quad_fixed(const GaussForm &f, const long double *x) {
+  long double v[D];
+  form_diff(f, x, v, D);
+  return quad_core(f.prec.data(), v, D);
+}
+
+long double quad_any(const GaussForm &f, const long double *x) {
   int d = f.dim;
   long double fixed[STACK_DIM];
   long double *v = fixed;
@@ -136,24 +158,30 @@ long double prec_value(const GaussForm &f, const long double *x) {
     if (wide.size() < static_cast<size_t>(d)) wide.resize(d);
     v = wide.data();
   }
-  const long double *mu = f.mu.data();
-  if (f.index.empty()) {
-    for (int i = 0; i < d; i++) v[i] = x[i] - mu[i];
-  } else {
-    const int *idx = f.index.data();
-    for (int i = 0; i < d; i++) v[i] = x[idx[i]] - mu[i];
+  form_diff(f, x, v, d);
+  return quad_core(f.prec.data(), v, d);
+}
+
+long double prec_value(const GaussForm &f, const long double *x) {
+  long double q;
+  switch (f.dim) {
+    case 3: q = quad_fixed<3>(f, x); break;
+    case 4: q = quad_fixed<4>(f, x); break;
+    case 5: q = quad_fixed<5>(f, x); break;
+    case 6: q = quad_fixed<6>(f, x); break;
+    default: q = quad_any(f, x); break;
   }
-  return -0.5L * quad_form(f.prec.data(), v, d) - f.lconst;
+  return -0.5L * q - f.lconst;
 }
 
 long double closed_value(const GaussForm &f, const long double *x) {
-  auto at = [&f](int i) { return f.index.empty() ? i : f.index[i]; };
+  const int *idx = f.index.data();
   if (f.dim == 1) {
-    long double dx = x[at(0)] - f.mu[0];
+    long double dx = x[idx[0]] - f.mu[0];
     return f.lconst - 0.5L * dx * dx / f.var;
   }
   if (f.dim == 2) {
-    long double z1 = (x[at(0)] - f.mu[0]) / f.sd1, z2 = (x[at(1)] - f.mu[1]) / f.sd2;
+    long double z1 = (x[idx[0]] - f.mu[0]) / f.sd1, z2 = (x[idx[1]] - f.mu[1]) / f.sd2;
     return -0.5L * (z1 * z1 + z2 * z2 - 2.0L * f.rho * z1 * z2) / f.one_r2 - f.lconst;
   }
   return 0.0L;

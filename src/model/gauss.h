@@ -51,7 +51,7 @@ struct GaussForm {
   int dim;                    // components evaluated
   int fault;                  // GAUSS_SINGULAR when the block could not be inverted
   int use_prec;               // 1: the precision form; 0: the closed forms of 1 and 2 dimensions
-  std::vector<int> index;     // their positions in x (empty: 0 .. dim-1)
+  std::vector<int> index;     // their positions in x
   std::vector<long double> mu;
   long double var;                       // dim 1
   long double sd1, sd2, rho, one_r2;     // dim 2

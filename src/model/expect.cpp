@@ -1,0 +1,284 @@
+// E-step, second part: the expected sufficient statistics. Each sum runs over
+// the cases in their order; the classes are split over threads, and a class's
+// sums are formed in registers over blocks of cases (the discrete counts over
+// the list of cases holding each value), which adds the same terms in the
+// same order as a case-by-case walk.
+#include <cmath>
+#include <cstring>
+#include <vector>
+
+#include "base/misc.h"
+#include "base/parallel.h"
+#include "driver/vesk.h"
+#include "input/read_freq.h"
+#include "model/allocate.h"
+#include "model/case_values.h"
+#include "model/em.h"
+#include "output/print.h"
+
+namespace {
+
+enum { SUM_CLASS = 1, SUM_NOMINAL = 2, SUM_GAUSS = 4 };
+enum { BLOCK = 128 };      // cases per block of the Gaussian sums
+enum { STACK_DIM = 32 };   // group sizes imputed without heap scratch
+enum { CHUNK = 4 };        // accumulators of one row held at once
+
+// ---- imputation -------------------------------------------------------------------
+
+// x with each missing component replaced by its conditional mean.
+void impute_mean(const ImputeForm &f, const MissPattern &pat, const long double *mu,
+                 const long double *x, long double *xt, int d) {
+  for (int i = 0; i < d; i++) xt[i] = x[i];
+  if (f.scalar) {
+    int m = pat.mis[0], o = pat.obs[0];
+    xt[m] = mu[m] + (x[o] - mu[o]) * f.s_mo / f.s_oo;
+    return;
+  }
+  int no = static_cast<int>(pat.obs.size());
+  for (size_t a = 0; a < pat.mis.size(); a++) {
+    const long double *b = &f.gain[a * no];
+    long double xm = mu[pat.mis[a]];
+    for (int c = 0; c < no; c++) xm += b[c] * (x[pat.obs[c]] - mu[pat.obs[c]]);
+    xt[pat.mis[a]] = xm;
+  }
+}
+
+// What a case adds to the sums of group g under class k: the moments of
+// *vec and, when *extra is set, that matrix (the conditional covariance of
+// an imputed part, zero elsewhere, or the class covariance of a wholly
+// missing group). A partly observed group needs its pattern and imputation;
+// xt is room for the imputed vector. False on a singular block.
+bool case_terms(int k, int g, const CaseRecord &rec, const MissPattern *pat, const ImputeForm *f,
+                long double *xt, const long double **vec, const long double *const **extra) {
+  int d = settings.gauss_attr_size[g], m = rec.num_miss_gauss[g];
+  *vec = rec.gauss[g];
+  *extra = nullptr;
+  if (m >= d) {
+    *vec = model.param_u[k][g];
+    *extra = model.param_s[k][g];
+  } else if (m > 0) {
+    if (f->singular) return false;
+    impute_mean(*f, *pat, model.param_u[k][g], rec.gauss[g], xt, d);
+    *vec = xt;
+    *extra = f->cov_rows.data();
+  }
+  return true;
+}
+
+// ---- the Gaussian sums of one class over a block of cases ----------------------------
+
+// Row i, columns j0 .. j1-1 of the second moments (and the first moment i
+// when j0 = i), held in registers over the block: per case, w x_i x_j and
+// then the extra term w e_ij, as a case-by-case walk adds them.
+inline __attribute__((always_inline)) void row_chunk(int n, const long double *const *vec,
+                                                    const long double *w,
+                                                    const long double *const *const *extra, int i,
+                                                    int j0, int j1, long double *u,
+                                                    long double *const *q) {
+  long double acc[CHUNK] = {};
+  long double acc_u = u[i];
+#pragma GCC unroll 4
+  for (int j = j0; j < j1; j++) acc[j - j0] = q[i][j];
+  for (int b = 0; b < n; b++) {
+    const long double *x = vec[b];
+    long double wx = w[b] * x[i];
+    if (j0 == i) acc_u += wx;
+#pragma GCC unroll 4
+    for (int j = j0; j < j1; j++) acc[j - j0] += wx * x[j];
+    if (extra[b] != nullptr) {
+      const long double *e = extra[b][i];
+#pragma GCC unroll 4
+      for (int j = j0; j < j1; j++) acc[j - j0] += w[b] * e[j];
+    }
+  }
+  if (j0 == i) u[i] = acc_u;
+#pragma GCC unroll 4
+  for (int j = j0; j < j1; j++) q[i][j] = acc[j - j0];
+}
+
+inline __attribute__((always_inline)) void block_core(int n, const long double *const *vec,
+                                                     const long double *w,
+                                                     const long double *const *const *extra, int d,
+                                                     long double *u, long double *const *q) {
+#pragma GCC unroll 8
+  for (int i = 0; i < d; i++)
+#pragma GCC unroll 4
+    for (int j0 = i; j0 < d; j0 += CHUNK)
+      row_chunk(n, vec, w, extra, i, j0, j0 + CHUNK < d ? j0 + CHUNK : d, u, q);
+}
+
+template <int D>
+void block_fixed(int n, const long double *const *vec, const long double *w,
+                 const long double *const *const *extra, long double *u, long double *const *q) {
+  block_core(n, vec, w, extra, D, u, q);
+}
+
+void block_any(int n, const long double *const *vec, const long double *w,
+               const long double *const *const *extra, int d, long double *u, long double *const *q) {
+  block_core(n, vec, w, extra, d, u, q);
+}
+
+void add_block(int n, const long double *const *vec, const long double *w,
+               const long double *const *const *extra, int d, long double *u, long double *const *q) {
+  switch (d) {
+    case 1: block_fixed<1>(n, vec, w, extra, u, q); break;
+    case 2: block_fixed<2>(n, vec, w, extra, u, q); break;
+    case 3: block_fixed<3>(n, vec, w, extra, u, q); break;
+    case 4: block_fixed<4>(n, vec, w, extra, u, q); break;
+    case 5: block_fixed<5>(n, vec, w, extra, u, q); break;
+    case 6: block_fixed<6>(n, vec, w, extra, u, q); break;
+    default: block_any(n, vec, w, extra, d, u, q); break;
+  }
+}
+
+// ---- per-thread work ---------------------------------------------------------------
+
+// The cases holding each discrete value, ascending: flat value i is held by
+// cases[start[i] .. start[i+1]).
+struct ValueLists {
+  std::vector<int> start, cases;
+};
+ValueLists lists;
+
+void count_values(int a0, int a1, std::vector<int> *count) {
+  const int *off = model.derived.w_offset.data();
+  for (int e = 0; e < cases.num_entry; e++) {
+    const CaseRecord &rec = cases.freq_list[e];
+    bool all = all_discrete_present(rec);
+    for (int a = a0; a < a1; a++)
+      if (all || !rec.miss_w[a]) (*count)[off[a] + rec.word[a] + 1]++;
+  }
+}
+
+void fill_values(int a0, int a1, std::vector<int> *pos) {
+  const int *off = model.derived.w_offset.data();
+  for (int e = 0; e < cases.num_entry; e++) {
+    const CaseRecord &rec = cases.freq_list[e];
+    bool all = all_discrete_present(rec);
+    for (int a = a0; a < a1; a++)
+      if (all || !rec.miss_w[a]) lists.cases[(*pos)[off[a] + rec.word[a]]++] = e;
+  }
+}
+
+void build_value_lists() {
+  int na = num_discrete(), nv = model.derived.num_values;
+  double work = static_cast<double>(cases.num_entry) * na;
+  lists.start.assign(nv + 1, 0);
+  parallel_ranges(na, work, [&](int a0, int a1) { count_values(a0, a1, &lists.start); });
+  for (int i = 0; i < nv; i++) lists.start[i + 1] += lists.start[i];
+  lists.cases.resize(lists.start[nv]);
+  std::vector<int> pos(lists.start.begin(), lists.start.end() - 1);
+  parallel_ranges(na, work, [&](int a0, int a1) { fill_values(a0, a1, &pos); });
+}
+
+// Scratch of one thread: the weights of one class over all cases, and the
+// block arrays of the Gaussian sums.
+struct ThreadScratch {
+  std::vector<long double> w, xt;
+  const long double *vec[BLOCK];
+  const long double *const *extra[BLOCK];
+};
+
+void sum_nominal(int k, const std::vector<long double> &w) {
+  for (int a = 0; a < num_discrete(); a++)
+    for (int v = 0; v < cases.num_word[a]; v++) {
+      int i = model.derived.w_offset[a] + v;
+      long double acc = 0;
+      for (int p = lists.start[i]; p < lists.start[i + 1]; p++) acc += w[lists.cases[p]];
+      model.expect_w[k][a][v] = acc;
+    }
+}
+
+// False (with the case) when an imputation met a singular block.
+bool sum_gauss(int k, ThreadScratch *t, int *bad_case) {
+  const DerivedValues &dv = model.derived;
+  int ne = cases.num_entry;
+  for (int g = 0; g < num_groups(); g++) {
+    int d = settings.gauss_attr_size[g];
+    long double *u = model.expect_u[k][g];
+    long double *const *q = model.expect_s[k][g];
+    clear_vector(u);
+    clear_matrix(model.expect_s[k][g]);
+    t->xt.resize(static_cast<size_t>(BLOCK) * d);
+    for (int e0 = 0; e0 < ne; e0 += BLOCK) {
+      int n = ne - e0 < BLOCK ? ne - e0 : BLOCK;
+      for (int b = 0; b < n; b++) {
+        int e = e0 + b, p = dv.case_pattern[g][e];
+        const MissPattern *pat = p >= 0 ? &dv.patterns[g][p] : nullptr;
+        const ImputeForm *f = p >= 0 ? &dv.impute[g][k * dv.patterns[g].size() + p] : nullptr;
+        if (case_terms(k, g, cases.freq_list[e], pat, f, &t->xt[static_cast<size_t>(b) * d],
+                       &t->vec[b], &t->extra[b]))
+          continue;
+        *bad_case = e;
+        return false;
+      }
+      add_block(n, t->vec, &t->w[e0], t->extra, d, u, q);
+    }
+  }
+  return true;
+}
+
+// Every sum of class k; false (with the case) on a singular block.
+bool sum_class(int k, int what, ThreadScratch *t, int *bad_case) {
+  int ne = cases.num_entry;
+  t->w.resize(ne);
+  long double c = 0;
+  for (int e = 0; e < ne; e++) {
+    t->w[e] = model.prob_cond[k][e] * cases.freq_list[e].count;
+    c += t->w[e];
+  }
+  if (what & SUM_CLASS) model.expect_c[k] = c;
+  if (what & SUM_NOMINAL) sum_nominal(k, t->w);
+  return !(what & SUM_GAUSS) || sum_gauss(k, t, bad_case);
+}
+
+void sum_classes(int what) {
+  refresh_derived();
+  if (what & SUM_NOMINAL) build_value_lists();
+  int nk = settings.num_class, ne = cases.num_entry;
+  FirstFault fault;
+  double work = static_cast<double>(ne) * nk * (2 + num_discrete() + 16 * num_groups());
+  parallel_ranges(nk, work, [&](int k0, int k1) {
+    ThreadScratch t;
+    for (int k = k0; k < k1; k++) {
+      int bad = 0;
+      if (!sum_class(k, what, &t, &bad)) fault.note(static_cast<long long>(k) * ne + bad, 1);
+    }
+  });
+  if (fault.any()) die_numeric("compute_expect_gauss0", "Failed to invert covariances\n");
+}
+
+}  // namespace
+
+// Adds case e's Gaussian moments to the sums of class k, working out the
+// imputation of its missing components on the spot.
+void compute_expect_gauss0(int k, int e) {
+  const CaseRecord &rec = cases.freq_list[e];
+  long double w = model.prob_cond[k][e] * rec.count;
+  thread_local MissPattern pat;
+  thread_local ImputeForm f;
+  thread_local std::vector<long double> xt;
+  for (int g = 0; g < settings.gauss_size; g++) {
+    int d = settings.gauss_attr_size[g], m = rec.num_miss_gauss[g];
+    if (m > 0 && m < d) {
+      make_pattern(&pat, rec.miss_g[g], d);
+      prepare_impute(&f, k, g, pat);
+    }
+    xt.resize(d);
+    const long double *vec;
+    const long double *const *extra;
+    if (!case_terms(k, g, rec, &pat, &f, xt.data(), &vec, &extra))
+      die_numeric("compute_expect_gauss0", "Failed to invert covariances\n");
+    add_block(1, &vec, &w, &extra, d, model.expect_u[k][g], model.expect_s[k][g]);
+  }
+}
+
+void compute_expect_gauss() { sum_classes(SUM_GAUSS); }
+
+void compute_expect() {
+  int what = SUM_CLASS;
+  if (settings.mode_nominal) what |= SUM_NOMINAL;
+  if (settings.mode_gauss) what |= SUM_GAUSS;
+  sum_classes(what);
+  if (settings.mode_verbose) print_expectation(settings.fp_log);
+}
