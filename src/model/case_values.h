@@ -1,5 +1,5 @@
-// Small helpers shared by the E-step passes: the model's attribute counts and
-// the discrete values present in a case.
+// Small helpers shared by the per-case passes: the model's attribute counts,
+// the discrete values present in a case and the density of a case's group.
 #ifndef VESK_MODEL_CASE_VALUES_H
 #define VESK_MODEL_CASE_VALUES_H
 
@@ -23,6 +23,16 @@ inline int present_values(const CaseRecord &rec, int *idx) {
   for (int a = 0; a < num_discrete(); a++)
     if (all || !rec.miss_w[a]) idx[n++] = off[a] + rec.word[a];
   return n;
+}
+
+// The prepared density of group g of case e under class k, or null when the
+// whole group is missing (valid after refresh_derived).
+inline const GaussForm *group_form(int k, int g, int e) {
+  const DerivedValues &dv = model.derived;
+  int m = cases.freq_list[e].num_miss_gauss[g];
+  if (m == 0) return &dv.full[static_cast<size_t>(k) * num_groups() + g];
+  if (m >= settings.gauss_attr_size[g]) return nullptr;
+  return &dv.marginal[g][k * dv.patterns[g].size() + dv.case_pattern[g][e]];
 }
 
 #endif

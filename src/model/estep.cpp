@@ -22,17 +22,6 @@ namespace {
 
 const long double kMinProb = 1e-60L;
 
-// The prepared density of group g of case e under class k, or null when the
-// whole group is missing.
-const GaussForm *group_form(int k, int g, int e) {
-  const DerivedValues &dv = model.derived;
-  const CaseRecord &rec = cases.freq_list[e];
-  int m = rec.num_miss_gauss[g];
-  if (m == 0) return &dv.full[static_cast<size_t>(k) * num_groups() + g];
-  if (m >= settings.gauss_attr_size[g]) return nullptr;
-  return &dv.marginal[g][k * dv.patterns[g].size() + dv.case_pattern[g][e]];
-}
-
 // ---- complete-data probabilities ----------------------------------------------
 
 // The class factor and the factor of every discrete value for one pass: a
