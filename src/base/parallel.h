@@ -25,6 +25,15 @@ inline int max_threads() {
 #endif
 }
 
+// The index of the calling thread within a parallel loop (0 outside one).
+inline int thread_index() {
+#ifdef _OPENMP
+  return omp_get_thread_num();
+#else
+  return 0;
+#endif
+}
+
 // Calls body(begin, end) once per thread with consecutive ranges covering
 // 0 .. n-1; `work` estimates the total number of steps.
 template <typename Body>

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "base/allocate_matrix.h"
+#include "base/scratch.h"
 #include "model/gauss.h"
 
 // ---- values derived from the parameters, shared by the per-case passes ----
@@ -41,7 +42,7 @@ struct DerivedValues {
   std::vector<long double> log_w;      // [K][num_values]: logl(param_w), flattened
   std::vector<GaussForm> full;         // [K*G]: density of a fully observed group
   std::vector<std::vector<MissPattern>> patterns;  // [G][P]
-  std::vector<std::vector<int>> case_pattern;      // [G][E]: pattern of a partly observed group, else -1
+  std::vector<ScratchArray<int>> case_pattern;     // [G][E]: pattern of a partly observed group, else -1
   std::vector<std::vector<GaussForm>> marginal;    // [G][K*P]: density of the observed part
   std::vector<std::vector<ImputeForm>> impute;     // [G][K*P]
 };

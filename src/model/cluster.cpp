@@ -10,6 +10,7 @@
 
 #include "base/misc.h"
 #include "base/parallel.h"
+#include "base/scratch.h"
 #include "driver/vesk.h"
 #include "input/read_freq.h"
 #include "input/read_param.h"
@@ -209,11 +210,13 @@ void group_member_log(int g, int n, long double *a, FirstFault *fault) {
 void compute_attr_member_prob_g(bool log) {
   refresh_derived();
   FirstFault fault;
+  static ScratchArray<long double> terms;  // per thread: one term per class
+  terms.resize(static_cast<size_t>(num_k() + 1) * max_threads(), kModule, 40);
   for (int g = 0; g < num_g(); g++)
     parallel_ranges(num_e(), 40.0 * num_e() * num_k(), [&](int begin, int end) {
-      std::vector<long double> a(num_k() > 0 ? num_k() : 1);
+      long double *a = &terms[static_cast<size_t>(num_k() + 1) * thread_index()];
       for (int n = begin; n < end; n++) {
-        if (log) group_member_log(g, n, a.data(), &fault);
+        if (log) group_member_log(g, n, a, &fault);
         else group_member_nolog(g, n, &fault);
       }
     });

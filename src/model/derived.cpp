@@ -48,9 +48,12 @@ bool scan_group(int g) {
   DerivedValues &dv = model.derived;
   int d = settings.gauss_attr_size[g], ne = cases.num_entry;
   std::vector<MissPattern> &pats = dv.patterns[g];
-  std::vector<int> &cp = dv.case_pattern[g];
+  ScratchArray<int> &cp = dv.case_pattern[g];
   if (!pats.empty() && static_cast<int>(pats[0].observed.size()) != d) pats.clear();
-  if (static_cast<int>(cp.size()) != ne) cp.assign(ne, -1);
+  if (static_cast<int>(cp.size) != ne) {
+    cp.resize(ne, "derived.cpp", 1);
+    for (int e = 0; e < ne; e++) cp[e] = -1;
+  }
   std::unordered_map<std::string, int> lookup;
   bool added = false;
   for (int e = 0; e < ne; e++) {

@@ -10,6 +10,7 @@
 #include "base/matrix.h"
 #include "base/misc.h"
 #include "base/parallel.h"
+#include "base/scratch.h"
 #include "driver/vesk.h"
 #include "input/read_freq.h"
 #include "model/allocate.h"
@@ -91,12 +92,15 @@ void fill_complete(bool log, bool tempered, long double beta) {
   prepare_terms(log, tempered, beta);
   int ne = cases.num_entry, nk = settings.num_class;
   FirstFault fault;
+  static ScratchArray<int> idx_all;  // per thread: the present values of a case
+  size_t stride = num_discrete() + 1;
+  idx_all.resize(stride * max_threads(), "estep.cpp", 1);
   double work = static_cast<double>(ne) * nk * (4 + num_discrete() + 16 * num_groups());
   parallel_ranges(ne, work, [&](int begin, int end) {
-    std::vector<int> idx(num_discrete() + 1);
+    int *idx = &idx_all[stride * thread_index()];
     for (int e = begin; e < end; e++) {
-      if (log) complete_case<true>(e, idx.data(), &fault);
-      else complete_case<false>(e, idx.data(), &fault);
+      if (log) complete_case<true>(e, idx, &fault);
+      else complete_case<false>(e, idx, &fault);
     }
   });
   if (fault.any()) die_gauss_fault(fault.code);

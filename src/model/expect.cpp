@@ -9,6 +9,7 @@
 
 #include "base/misc.h"
 #include "base/parallel.h"
+#include "base/scratch.h"
 #include "driver/vesk.h"
 #include "input/read_freq.h"
 #include "model/allocate.h"
@@ -136,50 +137,48 @@ void add_block(int n, const long double *const *vec, const long double *w,
 // The cases holding each discrete value, ascending: flat value i is held by
 // cases[start[i] .. start[i+1]).
 struct ValueLists {
-  std::vector<int> start, cases;
+  ScratchArray<int> start, pos, cases;
 };
 ValueLists lists;
 
-void count_values(int a0, int a1, std::vector<int> *count) {
+// For attributes a0 .. a1-1: counts (fill = false) or places (fill = true)
+// the cases holding each value.
+void walk_values(int a0, int a1, bool fill) {
   const int *off = model.derived.w_offset.data();
   for (int e = 0; e < cases.num_entry; e++) {
     const CaseRecord &rec = cases.freq_list[e];
     bool all = all_discrete_present(rec);
-    for (int a = a0; a < a1; a++)
-      if (all || !rec.miss_w[a]) (*count)[off[a] + rec.word[a] + 1]++;
-  }
-}
-
-void fill_values(int a0, int a1, std::vector<int> *pos) {
-  const int *off = model.derived.w_offset.data();
-  for (int e = 0; e < cases.num_entry; e++) {
-    const CaseRecord &rec = cases.freq_list[e];
-    bool all = all_discrete_present(rec);
-    for (int a = a0; a < a1; a++)
-      if (all || !rec.miss_w[a]) lists.cases[(*pos)[off[a] + rec.word[a]]++] = e;
+    for (int a = a0; a < a1; a++) {
+      if (!all && rec.miss_w[a]) continue;
+      int i = off[a] + rec.word[a];
+      if (fill) lists.cases[lists.pos[i]++] = e;
+      else lists.start[i + 1]++;
+    }
   }
 }
 
 void build_value_lists() {
   int na = num_discrete(), nv = model.derived.num_values;
   double work = static_cast<double>(cases.num_entry) * na;
-  lists.start.assign(nv + 1, 0);
-  parallel_ranges(na, work, [&](int a0, int a1) { count_values(a0, a1, &lists.start); });
+  lists.start.resize(nv + 1, "expect.cpp", 1);
+  lists.pos.resize(nv + 1, "expect.cpp", 2);
+  for (int i = 0; i <= nv; i++) lists.start[i] = 0;
+  parallel_ranges(na, work, [](int a0, int a1) { walk_values(a0, a1, false); });
   for (int i = 0; i < nv; i++) lists.start[i + 1] += lists.start[i];
-  lists.cases.resize(lists.start[nv]);
-  std::vector<int> pos(lists.start.begin(), lists.start.end() - 1);
-  parallel_ranges(na, work, [&](int a0, int a1) { fill_values(a0, a1, &pos); });
+  for (int i = 0; i <= nv; i++) lists.pos[i] = lists.start[i];
+  lists.cases.resize(lists.start[nv], "expect.cpp", 3);
+  parallel_ranges(na, work, [](int a0, int a1) { walk_values(a0, a1, true); });
 }
 
-// Scratch of one thread: the weights of one class over all cases, and the
-// block arrays of the Gaussian sums.
+// Scratch of one thread: the weights of one class over all cases, room for
+// the imputed vectors of a block, and the block arrays of the Gaussian sums.
 struct ThreadScratch {
-  std::vector<long double> w, xt;
+  long double *w, *xt;
   const long double *vec[BLOCK];
   const long double *const *extra[BLOCK];
 };
 
-void sum_nominal(int k, const std::vector<long double> &w) {
+void sum_nominal(int k, const long double *w) {
   for (int a = 0; a < num_discrete(); a++)
     for (int v = 0; v < cases.num_word[a]; v++) {
       int i = model.derived.w_offset[a] + v;
@@ -199,20 +198,19 @@ bool sum_gauss(int k, ThreadScratch *t, int *bad_case) {
     long double *const *q = model.expect_s[k][g];
     clear_vector(u);
     clear_matrix(model.expect_s[k][g]);
-    t->xt.resize(static_cast<size_t>(BLOCK) * d);
     for (int e0 = 0; e0 < ne; e0 += BLOCK) {
       int n = ne - e0 < BLOCK ? ne - e0 : BLOCK;
       for (int b = 0; b < n; b++) {
         int e = e0 + b, p = dv.case_pattern[g][e];
         const MissPattern *pat = p >= 0 ? &dv.patterns[g][p] : nullptr;
         const ImputeForm *f = p >= 0 ? &dv.impute[g][k * dv.patterns[g].size() + p] : nullptr;
-        if (case_terms(k, g, cases.freq_list[e], pat, f, &t->xt[static_cast<size_t>(b) * d],
+        if (case_terms(k, g, cases.freq_list[e], pat, f, t->xt + static_cast<size_t>(b) * d,
                        &t->vec[b], &t->extra[b]))
           continue;
         *bad_case = e;
         return false;
       }
-      add_block(n, t->vec, &t->w[e0], t->extra, d, u, q);
+      add_block(n, t->vec, t->w + e0, t->extra, d, u, q);
     }
   }
   return true;
@@ -220,10 +218,8 @@ bool sum_gauss(int k, ThreadScratch *t, int *bad_case) {
 
 // Every sum of class k; false (with the case) on a singular block.
 bool sum_class(int k, int what, ThreadScratch *t, int *bad_case) {
-  int ne = cases.num_entry;
-  t->w.resize(ne);
   long double c = 0;
-  for (int e = 0; e < ne; e++) {
+  for (int e = 0; e < cases.num_entry; e++) {
     t->w[e] = model.prob_cond[k][e] * cases.freq_list[e].count;
     c += t->w[e];
   }
@@ -232,14 +228,27 @@ bool sum_class(int k, int what, ThreadScratch *t, int *bad_case) {
   return !(what & SUM_GAUSS) || sum_gauss(k, t, bad_case);
 }
 
+int max_group_size() {
+  int d = 0;
+  for (int g = 0; g < num_groups(); g++)
+    if (settings.gauss_attr_size[g] > d) d = settings.gauss_attr_size[g];
+  return d;
+}
+
 void sum_classes(int what) {
   refresh_derived();
   if (what & SUM_NOMINAL) build_value_lists();
   int nk = settings.num_class, ne = cases.num_entry;
+  // Per thread: the weights of a class, then room for a block of imputed vectors.
+  size_t per_thread = ne + static_cast<size_t>(BLOCK) * max_group_size();
+  static ScratchArray<long double> room;
+  room.resize(per_thread * max_threads(), "expect.cpp", 4);
   FirstFault fault;
   double work = static_cast<double>(ne) * nk * (2 + num_discrete() + 16 * num_groups());
   parallel_ranges(nk, work, [&](int k0, int k1) {
     ThreadScratch t;
+    t.w = &room[per_thread * thread_index()];
+    t.xt = t.w + ne;
     for (int k = k0; k < k1; k++) {
       int bad = 0;
       if (!sum_class(k, what, &t, &bad)) fault.note(static_cast<long long>(k) * ne + bad, 1);

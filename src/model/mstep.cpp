@@ -2,12 +2,12 @@
 // log prior of the current parameters.
 #include <cmath>
 #include <cstring>
-#include <vector>
 
 #include "base/gamma_f.h"
 #include "base/matrix.h"
 #include "base/misc.h"
 #include "base/parallel.h"
+#include "base/scratch.h"
 #include "driver/vesk.h"
 #include "input/read_freq.h"
 #include "model/allocate.h"
@@ -140,13 +140,13 @@ long double compute_loglike() {
   const long double *lp = model.prob_incomp;
   if (!use_log_scale()) {
     // The logarithms on all threads, the sum in case order.
-    static std::vector<long double> logs;
-    logs.resize(ne);
+    static ScratchArray<long double> logs;
+    logs.resize(ne, "mstep.cpp", 1);
     parallel_ranges(ne, 30.0 * ne, [&](int begin, int end) {
       for (int e = begin; e < end; e++)
         if (cases.freq_list[e].count > 0) logs[e] = logl(model.prob_incomp[e]);
     });
-    lp = logs.data();
+    lp = logs.data;
   }
   for (int e = 0; e < ne; e++) {
     int n = cases.freq_list[e].count;

@@ -1,0 +1,30 @@
+// Scratch arrays for the per-case passes: memory kept from one pass to the
+// next and taken from the program's allocator, so that running out of memory
+// ends the run with the usual message. Grow them before a parallel loop,
+// never inside one. Elements must be plain values (no constructors run).
+#ifndef VESK_BASE_SCRATCH_H
+#define VESK_BASE_SCRATCH_H
+
+#include <cstddef>
+
+#include "base/misc.h"
+
+template <typename T>
+struct ScratchArray {
+  T *data = nullptr;
+  size_t size = 0, cap = 0;
+
+  // Makes room for n elements (old contents kept up to the old size).
+  T *resize(size_t n, const char *module, int site) {
+    if (n > cap) {
+      data = static_cast<T *>(xrealloc0(data, sizeof(T) * n, module, site));
+      cap = n;
+    }
+    size = n;
+    return data;
+  }
+  T &operator[](size_t i) { return data[i]; }
+  const T &operator[](size_t i) const { return data[i]; }
+};
+
+#endif
