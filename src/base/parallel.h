@@ -34,18 +34,22 @@ inline int thread_index() {
 #endif
 }
 
-// Calls body(begin, end) once per thread with consecutive ranges covering
-// 0 .. n-1; `work` estimates the total number of steps.
+// Calls body(begin, end) for consecutive pieces covering 0 .. n-1, handed
+// out to the threads as they become free (so a thread that the system
+// delays holds up only its own piece); `work` estimates the total number of
+// steps, and small loops run on the calling thread.
 template <typename Body>
 void parallel_ranges(int n, double work, Body body) {
   if (n <= 0) return;
 #ifdef _OPENMP
-  if (n > 1 && work >= PARALLEL_MIN_WORK && omp_get_max_threads() > 1) {
-#pragma omp parallel
-    {
-      long long t = omp_get_thread_num(), nt = omp_get_num_threads();
-      int begin = static_cast<int>(n * t / nt), end = static_cast<int>(n * (t + 1) / nt);
-      if (begin < end) body(begin, end);
+  int threads = omp_get_max_threads();
+  if (n > 1 && work >= PARALLEL_MIN_WORK && threads > 1) {
+    int pieces = n < 16 * threads ? n : 16 * threads;
+#pragma omp parallel for schedule(dynamic, 1)
+    for (int p = 0; p < pieces; p++) {
+      long long begin = static_cast<long long>(n) * p / pieces;
+      long long end = static_cast<long long>(n) * (p + 1) / pieces;
+      body(static_cast<int>(begin), static_cast<int>(end));
     }
     return;
   }
