@@ -20,10 +20,9 @@
 namespace {
 
 std::mutex fault_mutex;
+const int MAX_THREADS = 256;
 
 #ifdef VESK_THREADS
-
-const int MAX_THREADS = 256;
 
 struct Pool {
   std::mutex mu;
@@ -41,20 +40,11 @@ struct Pool {
 Pool *pool = nullptr;
 thread_local int my_index = 0;
 
-// OMP_NUM_THREADS when it starts with a positive number, else the cores this
-// process may run on.
-int configured_threads() {
-  const char *env = getenv("OMP_NUM_THREADS");
-  if (env != nullptr) {
-    char *end = nullptr;
-    long v = strtol(env, &end, 10);
-    if (end != env && v >= 1 && (*end == '\0' || *end == ',')) return v > MAX_THREADS ? MAX_THREADS : static_cast<int>(v);
-  }
+int available_cores() {
   cpu_set_t set;
-  if (sched_getaffinity(0, sizeof set, &set) == 0 && CPU_COUNT(&set) >= 1)
-    return CPU_COUNT(&set) > MAX_THREADS ? MAX_THREADS : CPU_COUNT(&set);
+  if (sched_getaffinity(0, sizeof set, &set) == 0 && CPU_COUNT(&set) >= 1) return CPU_COUNT(&set);
   int h = static_cast<int>(std::thread::hardware_concurrency());
-  return h < 1 ? 1 : h > MAX_THREADS ? MAX_THREADS : h;
+  return h < 1 ? 1 : h;
 }
 
 void take_pieces(Pool *p) {
@@ -78,7 +68,7 @@ void worker(Pool *p, int index) {
 Pool *get_pool() {
   if (pool != nullptr) return pool;
   pool = new Pool;
-  pool->size = configured_threads();
+  pool->size = thread_count_setting(getenv("OMP_NUM_THREADS"), available_cores());
   for (int i = 1; i < pool->size; i++) std::thread(worker, pool, i).detach();
   return pool;
 }
@@ -127,6 +117,15 @@ void run_pieces(int pieces, void (*fn)(void *ctx, int piece), void *ctx) {
 }
 
 #endif
+
+int thread_count_setting(const char *env, int cores) {
+  if (cores > MAX_THREADS) cores = MAX_THREADS;
+  if (env == nullptr) return cores;
+  char *end = nullptr;
+  long v = strtol(env, &end, 10);
+  if (end == env || v < 1 || (*end != '\0' && *end != ',')) return cores;
+  return v > MAX_THREADS ? MAX_THREADS : static_cast<int>(v);
+}
 
 void FirstFault::note(long long at, int what) {
   std::lock_guard<std::mutex> lock(fault_mutex);

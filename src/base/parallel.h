@@ -17,6 +17,9 @@ enum { PARALLEL_MIN_WORK = 100000 };
 
 // Threads a loop may use (at least 1).
 int max_threads();
+// The thread count an OMP_NUM_THREADS value asks for (its leading positive
+// number, at most 256), or `cores` when the value is absent or unusable.
+int thread_count_setting(const char *env, int cores);
 // The index of the calling thread within a loop: 0 .. max_threads()-1; 0
 // outside loops.
 int thread_index();
