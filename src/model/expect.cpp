@@ -97,38 +97,45 @@ inline __attribute__((always_inline)) void row_chunk(int n, const long double *c
   for (int j = j0; j < j1; j++) q[i][j] = acc[j - j0];
 }
 
+// The rows i with rows[i] set.
 inline __attribute__((always_inline)) void block_core(int n, const long double *const *vec,
                                                      const long double *w,
                                                      const long double *const *const *extra, int d,
-                                                     long double *u, long double *const *q) {
+                                                     const char *rows, long double *u,
+                                                     long double *const *q) {
 #pragma GCC unroll 8
-  for (int i = 0; i < d; i++)
+  for (int i = 0; i < d; i++) {
+    if (!rows[i]) continue;
 #pragma GCC unroll 4
     for (int j0 = i; j0 < d; j0 += CHUNK)
       row_chunk(n, vec, w, extra, i, j0, j0 + CHUNK < d ? j0 + CHUNK : d, u, q);
+  }
 }
 
 template <int D>
 void block_fixed(int n, const long double *const *vec, const long double *w,
-                 const long double *const *const *extra, long double *u, long double *const *q) {
-  block_core(n, vec, w, extra, D, u, q);
+                 const long double *const *const *extra, const char *rows, long double *u,
+                 long double *const *q) {
+  block_core(n, vec, w, extra, D, rows, u, q);
 }
 
 void block_any(int n, const long double *const *vec, const long double *w,
-               const long double *const *const *extra, int d, long double *u, long double *const *q) {
-  block_core(n, vec, w, extra, d, u, q);
+               const long double *const *const *extra, int d, const char *rows, long double *u,
+               long double *const *q) {
+  block_core(n, vec, w, extra, d, rows, u, q);
 }
 
 void add_block(int n, const long double *const *vec, const long double *w,
-               const long double *const *const *extra, int d, long double *u, long double *const *q) {
+               const long double *const *const *extra, int d, const char *rows, long double *u,
+               long double *const *q) {
   switch (d) {
-    case 1: block_fixed<1>(n, vec, w, extra, u, q); break;
-    case 2: block_fixed<2>(n, vec, w, extra, u, q); break;
-    case 3: block_fixed<3>(n, vec, w, extra, u, q); break;
-    case 4: block_fixed<4>(n, vec, w, extra, u, q); break;
-    case 5: block_fixed<5>(n, vec, w, extra, u, q); break;
-    case 6: block_fixed<6>(n, vec, w, extra, u, q); break;
-    default: block_any(n, vec, w, extra, d, u, q); break;
+    case 1: block_fixed<1>(n, vec, w, extra, rows, u, q); break;
+    case 2: block_fixed<2>(n, vec, w, extra, rows, u, q); break;
+    case 3: block_fixed<3>(n, vec, w, extra, rows, u, q); break;
+    case 4: block_fixed<4>(n, vec, w, extra, rows, u, q); break;
+    case 5: block_fixed<5>(n, vec, w, extra, rows, u, q); break;
+    case 6: block_fixed<6>(n, vec, w, extra, rows, u, q); break;
+    default: block_any(n, vec, w, extra, d, rows, u, q); break;
   }
 }
 
@@ -170,8 +177,37 @@ void build_value_lists() {
   parallel_ranges(na, work, [](int a0, int a1) { walk_values(a0, a1, true); });
 }
 
-// Scratch of one thread: the weights of one class over all cases, room for
-// the imputed vectors of a block, and the block arrays of the Gaussian sums.
+// One piece of the sums: the class and discrete sums of a class (group -1),
+// or a share of the rows of one group's moments of a class.
+struct SumItem {
+  int k, g;
+  std::vector<char> rows;  // per row of the group: 1 when it is this item's
+};
+std::vector<SumItem> items;
+
+// Splits each group's rows into `parts` shares of about equal work (row i
+// holds d - i + 1 sums): rows go to the shares back and forth.
+void make_items(int what, int parts) {
+  items.clear();
+  for (int k = 0; k < settings.num_class; k++) {
+    if (what & (SUM_CLASS | SUM_NOMINAL)) items.push_back({k, -1, {}});
+    if (!(what & SUM_GAUSS)) continue;
+    for (int g = 0; g < num_groups(); g++) {
+      int d = settings.gauss_attr_size[g], np = parts < d ? parts : d;
+      for (int p = 0; p < np; p++) {
+        SumItem it = {k, g, std::vector<char>(d, 0)};
+        for (int i = 0; i < d; i++) {
+          int r = i % (2 * np);
+          it.rows[i] = (r < np ? r : 2 * np - 1 - r) == p;
+        }
+        items.push_back(it);
+      }
+    }
+  }
+}
+
+// Room of one thread: the weights of a class over all cases, and the block
+// arrays of the Gaussian sums with room for the imputed vectors.
 struct ThreadScratch {
   long double *w, *xt;
   const long double *vec[BLOCK];
@@ -188,36 +224,7 @@ void sum_nominal(int k, const long double *w) {
     }
 }
 
-// False (with the case) when an imputation met a singular block.
-bool sum_gauss(int k, ThreadScratch *t, int *bad_case) {
-  const DerivedValues &dv = model.derived;
-  int ne = cases.num_entry;
-  for (int g = 0; g < num_groups(); g++) {
-    int d = settings.gauss_attr_size[g];
-    long double *u = model.expect_u[k][g];
-    long double *const *q = model.expect_s[k][g];
-    clear_vector(u);
-    clear_matrix(model.expect_s[k][g]);
-    for (int e0 = 0; e0 < ne; e0 += BLOCK) {
-      int n = ne - e0 < BLOCK ? ne - e0 : BLOCK;
-      for (int b = 0; b < n; b++) {
-        int e = e0 + b, p = dv.case_pattern[g][e];
-        const MissPattern *pat = p >= 0 ? &dv.patterns[g][p] : nullptr;
-        const ImputeForm *f = p >= 0 ? &dv.impute[g][k * dv.patterns[g].size() + p] : nullptr;
-        if (case_terms(k, g, cases.freq_list[e], pat, f, t->xt + static_cast<size_t>(b) * d,
-                       &t->vec[b], &t->extra[b]))
-          continue;
-        *bad_case = e;
-        return false;
-      }
-      add_block(n, t->vec, t->w + e0, t->extra, d, u, q);
-    }
-  }
-  return true;
-}
-
-// Every sum of class k; false (with the case) on a singular block.
-bool sum_class(int k, int what, ThreadScratch *t, int *bad_case) {
+void sum_class(int k, int what, ThreadScratch *t) {
   long double c = 0;
   for (int e = 0; e < cases.num_entry; e++) {
     t->w[e] = model.prob_cond[k][e] * cases.freq_list[e].count;
@@ -225,7 +232,36 @@ bool sum_class(int k, int what, ThreadScratch *t, int *bad_case) {
   }
   if (what & SUM_CLASS) model.expect_c[k] = c;
   if (what & SUM_NOMINAL) sum_nominal(k, t->w);
-  return !(what & SUM_GAUSS) || sum_gauss(k, t, bad_case);
+}
+
+// The rows of one item over all cases; false (with the case) when an
+// imputation met a singular block.
+bool sum_rows(const SumItem &it, ThreadScratch *t, int *bad_case) {
+  const DerivedValues &dv = model.derived;
+  int k = it.k, g = it.g, d = settings.gauss_attr_size[g], ne = cases.num_entry;
+  long double *u = model.expect_u[k][g];
+  long double *const *q = model.expect_s[k][g];
+  for (int i = 0; i < d; i++) {
+    if (!it.rows[i]) continue;
+    u[i] = 0;
+    for (int j = 0; j < d; j++) q[i][j] = 0;
+  }
+  for (int e0 = 0; e0 < ne; e0 += BLOCK) {
+    int n = ne - e0 < BLOCK ? ne - e0 : BLOCK;
+    for (int b = 0; b < n; b++) {
+      int e = e0 + b, p = dv.case_pattern[g][e];
+      const CaseRecord &rec = cases.freq_list[e];
+      const MissPattern *pat = p >= 0 ? &dv.patterns[g][p] : nullptr;
+      const ImputeForm *f = p >= 0 ? &dv.impute[g][k * dv.patterns[g].size() + p] : nullptr;
+      t->w[b] = model.prob_cond[k][e] * rec.count;
+      if (case_terms(k, g, rec, pat, f, t->xt + static_cast<size_t>(b) * d, &t->vec[b], &t->extra[b]))
+        continue;
+      *bad_case = e;
+      return false;
+    }
+    add_block(n, t->vec, t->w, t->extra, d, it.rows.data(), u, q);
+  }
+  return true;
 }
 
 int max_group_size() {
@@ -238,20 +274,24 @@ int max_group_size() {
 void sum_classes(int what) {
   refresh_derived();
   if (what & SUM_NOMINAL) build_value_lists();
-  int nk = settings.num_class, ne = cases.num_entry;
+  int nk = settings.num_class, ne = cases.num_entry, threads = max_threads();
+  // Enough pieces for the threads to share the work evenly.
+  int groups = nk * (num_groups() > 0 ? num_groups() : 1);
+  make_items(what, threads < 2 ? 1 : (4 * threads + groups - 1) / groups);
   // Per thread: the weights of a class, then room for a block of imputed vectors.
-  size_t per_thread = ne + static_cast<size_t>(BLOCK) * max_group_size();
+  size_t per_thread = (ne > BLOCK ? ne : BLOCK) + static_cast<size_t>(BLOCK) * max_group_size();
   static ScratchArray<long double> room;
-  room.resize(per_thread * max_threads(), "expect.cpp", 4);
+  room.resize(per_thread * threads, "expect.cpp", 4);
   FirstFault fault;
   double work = static_cast<double>(ne) * nk * (2 + num_discrete() + 16 * num_groups());
-  parallel_ranges(nk, work, [&](int k0, int k1) {
+  parallel_ranges(static_cast<int>(items.size()), work, [&](int begin, int end) {
     ThreadScratch t;
     t.w = &room[per_thread * thread_index()];
-    t.xt = t.w + ne;
-    for (int k = k0; k < k1; k++) {
+    t.xt = t.w + (ne > BLOCK ? ne : BLOCK);
+    for (int i = begin; i < end; i++) {
       int bad = 0;
-      if (!sum_class(k, what, &t, &bad)) fault.note(static_cast<long long>(k) * ne + bad, 1);
+      if (items[i].g < 0) sum_class(items[i].k, what, &t);
+      else if (!sum_rows(items[i], &t, &bad)) fault.note(static_cast<long long>(items[i].k) * ne + bad, 1);
     }
   });
   if (fault.any()) die_numeric("compute_expect_gauss0", "Failed to invert covariances\n");
@@ -278,7 +318,8 @@ void compute_expect_gauss0(int k, int e) {
     const long double *const *extra;
     if (!case_terms(k, g, rec, &pat, &f, xt.data(), &vec, &extra))
       die_numeric("compute_expect_gauss0", "Failed to invert covariances\n");
-    add_block(1, &vec, &w, &extra, d, model.expect_u[k][g], model.expect_s[k][g]);
+    std::vector<char> all(d, 1);
+    add_block(1, &vec, &w, &extra, d, all.data(), model.expect_u[k][g], model.expect_s[k][g]);
   }
 }
 
