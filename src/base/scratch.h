@@ -27,4 +27,13 @@ struct ScratchArray {
   const T &operator[](size_t i) const { return data[i]; }
 };
 
+// Elements per thread for a per-thread share of n elements: at least 64
+// bytes of padding, rounded up to whole 128-byte lines, so that threads
+// writing their own shares never write to the same cache line.
+template <typename T>
+size_t per_thread_count(size_t n) {
+  const size_t line = 128;
+  return ((n * sizeof(T) + 64 + line - 1) / line * line) / sizeof(T);
+}
+
 #endif

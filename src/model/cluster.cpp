@@ -211,10 +211,11 @@ void compute_attr_member_prob_g(bool log) {
   refresh_derived();
   FirstFault fault;
   static ScratchArray<long double> terms;  // per thread: one term per class
-  terms.resize(static_cast<size_t>(num_k() + 1) * max_threads(), kModule, 40);
+  size_t share = per_thread_count<long double>(num_k() + 1);
+  terms.resize(share * max_threads(), kModule, 40);
   for (int g = 0; g < num_g(); g++)
     parallel_ranges(num_e(), 40.0 * num_e() * num_k(), [&](int begin, int end) {
-      long double *a = &terms[static_cast<size_t>(num_k() + 1) * thread_index()];
+      long double *a = &terms[share * thread_index()];
       for (int n = begin; n < end; n++) {
         if (log) group_member_log(g, n, a, &fault);
         else group_member_nolog(g, n, &fault);

@@ -93,7 +93,7 @@ void fill_complete(bool log, bool tempered, long double beta) {
   int ne = cases.num_entry, nk = settings.num_class;
   FirstFault fault;
   static ScratchArray<int> idx_all;  // per thread: the present values of a case
-  size_t stride = num_discrete() + 1;
+  size_t stride = per_thread_count<int>(num_discrete() + 1);
   idx_all.resize(stride * max_threads(), "estep.cpp", 1);
   double work = static_cast<double>(ne) * nk * (4 + num_discrete() + 16 * num_groups());
   parallel_ranges(ne, work, [&](int begin, int end) {

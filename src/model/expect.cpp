@@ -144,37 +144,46 @@ void add_block(int n, const long double *const *vec, const long double *w,
 // The cases holding each discrete value, ascending: flat value i is held by
 // cases[start[i] .. start[i+1]).
 struct ValueLists {
-  ScratchArray<int> start, pos, cases;
+  ScratchArray<int> start, cases;
 };
 ValueLists lists;
 
 // For attributes a0 .. a1-1: counts (fill = false) or places (fill = true)
-// the cases holding each value.
-void walk_values(int a0, int a1, bool fill) {
+// the cases holding each value. The running counters are kept in `local`,
+// so that threads working on other attributes share no cache lines.
+void walk_values(int a0, int a1, bool fill, long long *local) {
   const int *off = model.derived.w_offset.data();
+  int first = off[a0], last = a1 < num_discrete() ? off[a1] : model.derived.num_values;
+  for (int i = first; i < last; i++) local[i - first] = fill ? lists.start[i] : 0;
   for (int e = 0; e < cases.num_entry; e++) {
     const CaseRecord &rec = cases.freq_list[e];
     bool all = all_discrete_present(rec);
     for (int a = a0; a < a1; a++) {
       if (!all && rec.miss_w[a]) continue;
-      int i = off[a] + rec.word[a];
-      if (fill) lists.cases[lists.pos[i]++] = e;
-      else lists.start[i + 1]++;
+      long long &slot = local[off[a] + rec.word[a] - first];
+      if (fill) lists.cases[slot] = e;
+      slot++;
     }
   }
+  if (!fill)
+    for (int i = first; i < last; i++) lists.start[i + 1] = static_cast<int>(local[i - first]);
 }
 
 void build_value_lists() {
   int na = num_discrete(), nv = model.derived.num_values;
   double work = static_cast<double>(cases.num_entry) * na;
   lists.start.resize(nv + 1, "expect.cpp", 1);
-  lists.pos.resize(nv + 1, "expect.cpp", 2);
-  for (int i = 0; i <= nv; i++) lists.start[i] = 0;
-  parallel_ranges(na, work, [](int a0, int a1) { walk_values(a0, a1, false); });
+  static ScratchArray<long long> counters;  // per thread: one per value
+  size_t share = per_thread_count<long long>(nv + 1);
+  counters.resize(share * max_threads(), "expect.cpp", 2);
+  auto walk = [&](bool fill) {
+    parallel_ranges(na, work, [&](int a0, int a1) { walk_values(a0, a1, fill, &counters[share * thread_index()]); });
+  };
+  lists.start[0] = 0;
+  walk(false);
   for (int i = 0; i < nv; i++) lists.start[i + 1] += lists.start[i];
-  for (int i = 0; i <= nv; i++) lists.pos[i] = lists.start[i];
   lists.cases.resize(lists.start[nv], "expect.cpp", 3);
-  parallel_ranges(na, work, [](int a0, int a1) { walk_values(a0, a1, true); });
+  walk(true);
 }
 
 // One piece of the sums: the class and discrete sums of a class (group -1),
@@ -279,7 +288,7 @@ void sum_classes(int what) {
   int groups = nk * (num_groups() > 0 ? num_groups() : 1);
   make_items(what, threads < 2 ? 1 : (4 * threads + groups - 1) / groups);
   // Per thread: the weights of a class, then room for a block of imputed vectors.
-  size_t per_thread = (ne > BLOCK ? ne : BLOCK) + static_cast<size_t>(BLOCK) * max_group_size();
+  size_t per_thread = per_thread_count<long double>((ne > BLOCK ? ne : BLOCK) + static_cast<size_t>(BLOCK) * max_group_size());
   static ScratchArray<long double> room;
   room.resize(per_thread * threads, "expect.cpp", 4);
   FirstFault fault;
