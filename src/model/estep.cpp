@@ -54,11 +54,13 @@ void prepare_terms(bool log, bool tempered, long double beta) {
   }
 }
 
-// P(k, x_e) (its logarithm when LOG) for every class k of case e.
+// P(k, x_e) (its logarithm when LOG) for every class k of case e: first the
+// class and discrete factors of every class (a loop without calls, which
+// keeps the running value in a register), then the group densities.
 template <bool LOG>
 void complete_case(int e, int *idx, FirstFault *fault) {
   const CaseRecord &rec = cases.freq_list[e];
-  int nk = settings.num_class, nv = model.derived.num_values;
+  int nk = settings.num_class, nv = model.derived.num_values, ng = num_groups();
   int n = present_values(rec, idx);
   for (int k = 0; k < nk; k++) {
     long double p = terms.c[k];
@@ -67,7 +69,11 @@ void complete_case(int e, int *idx, FirstFault *fault) {
       if (LOG) p += w[idx[i]];
       else p *= w[idx[i]];
     }
-    for (int g = 0; g < num_groups(); g++) {
+    model.prob_comp[k][e] = p;
+  }
+  for (int k = 0; k < nk && ng > 0; k++) {
+    long double p = model.prob_comp[k][e];
+    for (int g = 0; g < ng; g++) {
       const GaussForm *f = group_form(k, g, e);
       if (f == nullptr) continue;
       long double lg = 0.0L;
