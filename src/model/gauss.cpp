@@ -187,15 +187,21 @@ long double closed_value(const GaussForm &f, const long double *x) {
   return 0.0L;
 }
 
-// Single-observation density by dimension, checked; a singular general
-// covariance stops the run.
-long double lgauss_direct(const long double *x, const long double *mu, long double *const *s) {
-  thread_local GaussForm f;
-  prepare_gauss_marginal(&f, mu, s, nullptr);
+// The checked value of a form; a fault stops the run.
+long double value_or_die(const GaussForm &f, const long double *x) {
   long double r = 0.0L;
   int fault = lgauss_form_checked(f, x, &r);
   if (fault != GAUSS_OK) die_gauss_fault(fault);
   return r;
+}
+
+// Single-observation density of the observed components (all when
+// `observed` is null) by dimension, checked.
+long double lgauss_direct(const long double *x, const long double *mu, long double *const *s,
+                          const int *observed = nullptr) {
+  thread_local GaussForm f;
+  prepare_gauss_marginal(&f, mu, s, observed);
+  return value_or_die(f, x);
 }
 
 }  // namespace
@@ -260,10 +266,7 @@ long double lgauss_mv(const long double *x, const long double *mu, long double *
   thread_local GaussForm f;
   set_components(&f, mu, nullptr);
   set_inverted_form(&f, s, nullptr);
-  long double r = 0.0L;
-  int fault = lgauss_form_checked(f, x, &r);
-  if (fault != GAUSS_OK) die_gauss_fault(fault);
-  return r;
+  return value_or_die(f, x);
 }
 
 long double lgauss_bv(const long double *x, const long double *mu, long double *const *s) {
@@ -365,12 +368,7 @@ long double lgauss_stat_mv_prec(long double n, const long double *sum, long doub
 long double lgauss_marginal(const long double *x, const long double *mu, long double *const *s,
                             const int *observed) {
   check_shapes(x, mu, s, "lgauss_marginal");
-  thread_local GaussForm f;
-  prepare_gauss_marginal(&f, mu, s, observed);
-  long double r = 0.0L;
-  int fault = lgauss_form_checked(f, x, &r);
-  if (fault != GAUSS_OK) die_gauss_fault(fault);
-  return r;
+  return lgauss_direct(x, mu, s, observed);
 }
 
 long double gauss_marginal(const long double *x, const long double *mu, long double *const *s,
