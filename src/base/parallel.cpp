@@ -3,13 +3,15 @@
 // pieces are taken from a shared counter, the calling thread taking its
 // share too. The pool is made at the first loop and lives until the process
 // ends; its threads are detached and its state is never destroyed, so that an
-// exit from anywhere leaves nothing to tear down.
+// exit from anywhere leaves nothing to tear down. A process forked from one
+// with a pool (a test's death check) makes its own.
 #include "base/parallel.h"
 
 #include <cstdlib>
 #include <mutex>
 
 #ifdef VESK_THREADS
+#include <pthread.h>
 #include <sched.h>
 
 #include <atomic>
@@ -65,8 +67,13 @@ void worker(Pool *p, int index) {
   }
 }
 
+// A child made by fork() has none of the workers: it starts a pool of its own.
+void forget_pool_in_child() { pool = nullptr; }
+
 Pool *get_pool() {
   if (pool != nullptr) return pool;
+  static bool registered = pthread_atfork(nullptr, nullptr, forget_pool_in_child) == 0;
+  (void)registered;
   pool = new Pool;
   pool->size = thread_count_setting(getenv("OMP_NUM_THREADS"), available_cores());
   for (int i = 1; i < pool->size; i++) std::thread(worker, pool, i).detach();

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdlib>
 #include <vector>
 
 namespace {
@@ -80,6 +81,23 @@ TEST(Parallel, FirstFaultKeepsTheSmallestKey) {
   });
   EXPECT_EQ(g.key, 13);
   EXPECT_EQ(g.code, 2);
+}
+
+// A process forked after the workers exist (as a death check does) must not
+// wait for workers it does not have.
+int loop_in_child() {
+  std::vector<std::atomic<int>> seen(5000);
+  parallel_ranges(5000, 1e9, [&](int begin, int end) {
+    for (int i = begin; i < end; i++) seen[i]++;
+  });
+  for (auto &s : seen)
+    if (s.load() != 1) return 2;
+  return 0;
+}
+
+TEST(Parallel, ForkedProcessMakesItsOwnWorkers) {
+  ASSERT_EQ(loop_in_child(), 0);
+  EXPECT_EXIT(exit(loop_in_child()), ::testing::ExitedWithCode(0), "");
 }
 
 TEST(Parallel, ThreadCountSetting) {
