@@ -4,9 +4,11 @@
 # iteration and the peak resident memory. Data are generated with fixed
 # seeds; every fit runs a fixed number of iterations (-e 0 -m ITERS).
 # Times come from vesk's own LAPTIME section; one iteration is the EM time
-# divided by the number of updates of the single start.
+# divided by the number of updates of the single start. Each fit is run
+# REPEAT times (default 3) and the fastest run is shown, with the median of
+# the runs beside it: other work on the machine only ever slows a run down.
 #
-# Usage: bench/em_table.sh [path/to/vesk] [iterations] [thread counts...]
+# Usage: [REPEAT=n] bench/em_table.sh [path/to/vesk] [iterations] [thread counts...]
 #   thread counts default to "1 all" (all = OMP_NUM_THREADS unset).
 set -euo pipefail
 
@@ -16,6 +18,7 @@ shift $(($# > 2 ? 2 : $#))
 THREADS=("$@")
 [ ${#THREADS[@]} -eq 0 ] && THREADS=(1 all)
 VESK=$(readlink -f "$VESK")
+REPEAT=${REPEAT:-3}
 WORK=$(mktemp -d /tmp/vesk_em_table_XXXXXX)
 trap 'rm -rf "$WORK"' EXIT
 cd "$WORK"
@@ -64,22 +67,28 @@ section_value() {  # section_value FILE SECTION LABEL
     in_s && $1 == l {print $2; exit}' "$1"
 }
 
-printf '%-9s %-7s %9s %6s %10s %9s  %s\n' workload threads "read(s)" iters "ms/iter" "peak(MB)" description
+printf '%-9s %-7s %9s %6s %10s %10s %9s  %s\n' workload threads "read(s)" iters "ms/iter" "(median)" "peak(MB)" description
 for entry in "${WORKLOADS[@]}"; do
   IFS='|' read -r name desc args <<< "$entry"
+  base=$(echo $args | awk '{print $2}')
   for nt in "${THREADS[@]}"; do
-    rm -f "${name%_log}"_log.csv
-    # shellcheck disable=SC2086
-    if [ "$nt" = all ]; then
-      (unset OMP_NUM_THREADS; /usr/bin/time -f %M -o mem.txt "$VESK" $args -m "$ITERS" -e 0 -r 1 2> msg.txt)
-    else
-      OMP_NUM_THREADS=$nt /usr/bin/time -f %M -o mem.txt "$VESK" $args -m "$ITERS" -e 0 -r 1 2> msg.txt
-    fi
-    log=$(echo $args | awk '{print $2}')_log.csv
-    updates=$(awk -F, '/^#### ID:SEED/ {s = 1; next} s && !/^#/ {print $4; exit}' "$log")
-    em=$(section_value "$log" LAPTIME EM)
-    rd=$(section_value "$log" LAPTIME "Reading cases")
-    awk -v n="$name" -v t="$nt" -v rd="$rd" -v u="$updates" -v em="$em" -v kb="$(tail -1 mem.txt)" -v d="$desc" \
-      'BEGIN { printf "%-9s %-7s %9.3f %6d %10.1f %9.1f  %s\n", n, t, rd, u, 1000 * em / u, kb / 1024, d }'
+    : > runs.txt
+    for ((r = 0; r < REPEAT; r++)); do
+      rm -f "${base}_log.csv"
+      # shellcheck disable=SC2086
+      if [ "$nt" = all ]; then
+        (unset OMP_NUM_THREADS; /usr/bin/time -f %M -o mem.txt "$VESK" $args -m "$ITERS" -e 0 -r 1 2> msg.txt)
+      else
+        OMP_NUM_THREADS=$nt /usr/bin/time -f %M -o mem.txt "$VESK" $args -m "$ITERS" -e 0 -r 1 2> msg.txt
+      fi
+      updates=$(awk -F, '/^#### ID:SEED/ {s = 1; next} s && !/^#/ {print $4; exit}' "${base}_log.csv")
+      em=$(section_value "${base}_log.csv" LAPTIME EM)
+      rd=$(section_value "${base}_log.csv" LAPTIME "Reading cases")
+      echo "$(awk -v em="$em" -v u="$updates" 'BEGIN {print 1000 * em / u}') $rd $updates $(tail -1 mem.txt)" >> runs.txt
+    done
+    sort -n runs.txt | awk -v n="$name" -v t="$nt" -v d="$desc" '
+      { ms[NR] = $1; rd[NR] = $2; u[NR] = $3; kb[NR] = $4 }
+      END { m = ms[int((NR + 1) / 2)]
+            printf "%-9s %-7s %9.3f %6d %10.1f %10.1f %9.1f  %s\n", n, t, rd[1], u[1], ms[1], m, kb[1] / 1024, d }'
   done
 done
