@@ -25,6 +25,15 @@ inline int present_values(const CaseRecord &rec, int *idx) {
   return n;
 }
 
+// The classes a pass computes: all, or a list given by the caller.
+struct ClassList {
+  const int *list;  // null: 0 .. n-1
+  int n;
+  int operator[](int i) const { return list != nullptr ? list[i] : i; }
+};
+
+inline ClassList all_classes() { return ClassList{nullptr, settings.num_class}; }
+
 // The prepared density of group g of case e under class k, or null when the
 // whole group is missing (valid after refresh_derived).
 inline const GaussForm *group_form(int k, int g, int e) {

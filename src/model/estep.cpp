@@ -54,15 +54,16 @@ void prepare_terms(bool log, bool tempered, long double beta) {
   }
 }
 
-// P(k, x_e) (its logarithm when LOG) for every class k of case e: first the
+// P(k, x_e) (its logarithm when LOG) for the classes of case e: first the
 // class and discrete factors of every class (a loop without calls, which
 // keeps the running value in a register), then the group densities.
 template <bool LOG>
-void complete_case(int e, int *idx, FirstFault *fault) {
+void complete_case(int e, const ClassList &classes, int *idx, FirstFault *fault) {
   const CaseRecord &rec = cases.freq_list[e];
-  int nk = settings.num_class, nv = model.derived.num_values, ng = num_groups();
+  int nv = model.derived.num_values, ng = num_groups();
   int n = present_values(rec, idx);
-  for (int k = 0; k < nk; k++) {
+  for (int c = 0; c < classes.n; c++) {
+    int k = classes[c];
     long double p = terms.c[k];
     const long double *w = terms.w.data() + static_cast<size_t>(k) * nv;
     for (int i = 0; i < n; i++) {
@@ -71,7 +72,8 @@ void complete_case(int e, int *idx, FirstFault *fault) {
     }
     model.prob_comp[k][e] = p;
   }
-  for (int k = 0; k < nk && ng > 0; k++) {
+  for (int c = 0; c < classes.n && ng > 0; c++) {
+    int k = classes[c];
     long double p = model.prob_comp[k][e];
     for (int g = 0; g < ng; g++) {
       const GaussForm *f = group_form(k, g, e);
@@ -79,7 +81,7 @@ void complete_case(int e, int *idx, FirstFault *fault) {
       long double lg = 0.0L;
       int bad = lgauss_form_checked(*f, rec.gauss[g], &lg);
       if (bad != GAUSS_OK) {
-        fault->note(static_cast<long long>(k) * cases.num_entry + e, bad);
+        fault->note(static_cast<long long>(c) * cases.num_entry + e, bad);
         break;
       }
       if (LOG) {
@@ -93,20 +95,20 @@ void complete_case(int e, int *idx, FirstFault *fault) {
   }
 }
 
-void fill_complete(bool log, bool tempered, long double beta) {
+void fill_complete(bool log, bool tempered, long double beta, ClassList classes) {
   refresh_derived();
   prepare_terms(log, tempered, beta);
-  int ne = cases.num_entry, nk = settings.num_class;
+  int ne = cases.num_entry;
   FirstFault fault;
   static ScratchArray<int> idx_all;  // per thread: the present values of a case
   size_t stride = per_thread_count<int>(num_discrete() + 1);
   idx_all.resize(stride * max_threads(), "estep.cpp", 1);
-  double work = static_cast<double>(ne) * nk * (4 + num_discrete() + 16 * num_groups());
+  double work = static_cast<double>(ne) * classes.n * (4 + num_discrete() + 16 * num_groups());
   parallel_ranges(ne, work, [&](int begin, int end) {
     int *idx = &idx_all[stride * thread_index()];
     for (int e = begin; e < end; e++) {
-      if (log) complete_case<true>(e, idx, &fault);
-      else complete_case<false>(e, idx, &fault);
+      if (log) complete_case<true>(e, classes, idx, &fault);
+      else complete_case<false>(e, classes, idx, &fault);
     }
   });
   if (fault.any()) die_gauss_fault(fault.code);
@@ -117,10 +119,14 @@ void fill_complete(bool log, bool tempered, long double beta) {
 
 int use_log_scale() { return settings.mode_log_scale && settings.mode_smooth_strict; }
 
-void compute_complete_prob_log() { fill_complete(true, false, 1.0L); }
-void compute_complete_prob_nolog() { fill_complete(false, false, 1.0L); }
-void compute_complete_prob_daem_log() { fill_complete(true, true, model.itemp); }
-void compute_complete_prob_daem_nolog() { fill_complete(false, true, model.itemp); }
+void compute_complete_prob_log() { fill_complete(true, false, 1.0L, all_classes()); }
+void compute_complete_prob_nolog() { fill_complete(false, false, 1.0L, all_classes()); }
+void compute_complete_prob_daem_log() { fill_complete(true, true, model.itemp, all_classes()); }
+void compute_complete_prob_daem_nolog() { fill_complete(false, true, model.itemp, all_classes()); }
+
+void compute_complete_prob_classes(const int *classes, int n) {
+  fill_complete(use_log_scale(), false, 1.0L, ClassList{classes, n});
+}
 
 void compute_complete_prob() {
   if (use_log_scale()) compute_complete_prob_log();

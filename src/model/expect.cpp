@@ -190,21 +190,23 @@ void build_value_lists() {
 // or a share of the rows of one group's moments of a class.
 struct SumItem {
   int k, g;
+  int order;               // the class's place in the pass (the order of failures)
   std::vector<char> rows;  // per row of the group: 1 when it is this item's
 };
 std::vector<SumItem> items;
 
 // Splits each group's rows into `parts` shares of about equal work (row i
 // holds d - i + 1 sums): rows go to the shares back and forth.
-void make_items(int what, int parts) {
+void make_items(int what, int parts, const ClassList &classes) {
   items.clear();
-  for (int k = 0; k < settings.num_class; k++) {
-    if (what & (SUM_CLASS | SUM_NOMINAL)) items.push_back({k, -1, {}});
+  for (int c = 0; c < classes.n; c++) {
+    int k = classes[c];
+    if (what & (SUM_CLASS | SUM_NOMINAL)) items.push_back({k, -1, c, {}});
     if (!(what & SUM_GAUSS)) continue;
     for (int g = 0; g < num_groups(); g++) {
       int d = settings.gauss_attr_size[g], np = parts < d ? parts : d;
       for (int p = 0; p < np; p++) {
-        SumItem it = {k, g, std::vector<char>(d, 0)};
+        SumItem it = {k, g, c, std::vector<char>(d, 0)};
         for (int i = 0; i < d; i++) {
           int r = i % (2 * np);
           it.rows[i] = (r < np ? r : 2 * np - 1 - r) == p;
@@ -312,13 +314,13 @@ int max_group_size() {
   return d;
 }
 
-void sum_classes(int what) {
+void sum_classes(int what, const ClassList &classes) {
   refresh_derived();
   if (what & SUM_NOMINAL) build_value_lists();
-  int nk = settings.num_class, ne = cases.num_entry, threads = max_threads();
+  int nk = classes.n, ne = cases.num_entry, threads = max_threads();
   // Enough pieces for the threads to share the work evenly.
   int groups = nk * (num_groups() > 0 ? num_groups() : 1);
-  make_items(what, threads < 2 ? 1 : (4 * threads + groups - 1) / groups);
+  make_items(what, threads < 2 ? 1 : (4 * threads + groups - 1) / groups, classes);
   // Per thread: the weights of a class, then room for a block of imputed vectors.
   size_t per_thread = per_thread_count<long double>((ne > BLOCK ? ne : BLOCK) + static_cast<size_t>(BLOCK) * max_group_size());
   static ScratchArray<long double> room;
@@ -332,7 +334,7 @@ void sum_classes(int what) {
     for (int i = begin; i < end; i++) {
       int bad = 0;
       if (items[i].g < 0) sum_class(items[i].k, what, &t);
-      else if (!sum_rows(items[i], &t, &bad)) fault.note(static_cast<long long>(items[i].k) * ne + bad, 1);
+      else if (!sum_rows(items[i], &t, &bad)) fault.note(static_cast<long long>(items[i].order) * ne + bad, 1);
     }
   });
   if (fault.any()) die_numeric("compute_expect_gauss0", "Failed to invert covariances\n");
@@ -364,12 +366,22 @@ void compute_expect_gauss0(int k, int e) {
   }
 }
 
-void compute_expect_gauss() { sum_classes(SUM_GAUSS); }
+void compute_expect_gauss() { sum_classes(SUM_GAUSS, all_classes()); }
 
-void compute_expect() {
+namespace {
+
+int all_sums() {
   int what = SUM_CLASS;
   if (settings.mode_nominal) what |= SUM_NOMINAL;
   if (settings.mode_gauss) what |= SUM_GAUSS;
-  sum_classes(what);
+  return what;
+}
+
+}  // namespace
+
+void compute_expect() {
+  sum_classes(all_sums(), all_classes());
   if (settings.mode_verbose) print_expectation(settings.fp_log);
 }
+
+void compute_expect_classes(const int *classes, int n) { sum_classes(all_sums(), ClassList{classes, n}); }

@@ -214,6 +214,41 @@ TEST_F(Passes, PerCaseExpectationEqualsThePass) {
     }
 }
 
+// The per-class building blocks give the listed classes exactly what the
+// whole passes give them, and leave the other classes alone.
+TEST_F(Passes, ListedClassesOnly) {
+  const int listed[2] = {2, 0};
+  compute_complete_prob();
+  compute_incomplete_prob();
+  compute_conditional_prob();
+  compute_expect();
+  std::vector<long double> comp, sums;
+  for (int k : listed) {
+    for (int e = 0; e < kCases; e++) comp.push_back(model.prob_comp[k][e]);
+    sums.push_back(model.expect_c[k]);
+    sums.push_back(model.expect_w[k][1][2]);
+    sums.push_back(model.expect_u[k][0][3]);
+    sums.push_back(model.expect_s[k][0][1][3]);
+  }
+  for (int k = 0; k < kClasses; k++) {
+    for (int e = 0; e < kCases; e++) model.prob_comp[k][e] = -7;
+    model.expect_c[k] = model.expect_w[k][1][2] = model.expect_u[k][0][3] = model.expect_s[k][0][1][3] = -7;
+  }
+  compute_complete_prob_classes(listed, 2);
+  compute_expect_classes(listed, 2);
+  size_t i = 0, j = 0;
+  for (int k : listed) {
+    for (int e = 0; e < kCases; e++) ASSERT_TRUE(same_bits(model.prob_comp[k][e], comp[i++])) << k << " " << e;
+    EXPECT_TRUE(same_bits(model.expect_c[k], sums[j++]));
+    EXPECT_TRUE(same_bits(model.expect_w[k][1][2], sums[j++]));
+    EXPECT_TRUE(same_bits(model.expect_u[k][0][3], sums[j++]));
+    EXPECT_TRUE(same_bits(model.expect_s[k][0][1][3], sums[j++]));
+  }
+  EXPECT_EQ(model.prob_comp[1][17], -7);
+  EXPECT_EQ(model.expect_c[1], -7);
+  EXPECT_EQ(model.expect_s[1][0][1][3], -7);
+}
+
 TEST_F(Passes, MissingPatternsOfTheCaseTable) {
   compute_complete_prob();
   const DerivedValues &dv = model.derived;
