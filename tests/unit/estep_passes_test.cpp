@@ -275,6 +275,9 @@ TEST_F(Passes, MissingPatternsOfTheCaseTable) {
 // later class whose density is not a number everywhere, a sequential walk
 // (class by class, case by case) meets the infinite one first.
 TEST_F(Passes, FirstFailureInSequentialOrder) {
+  // The checks run in a fresh process: one forked from a process whose
+  // worker threads exist cannot start threads under the thread sanitizer.
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
   int last = kCases - 1;
   for (int k = 0; k < kClasses; k++) model.param_u[k][2][0] = 0;
   for (int e = 0; e < kCases; e++) {
