@@ -158,7 +158,10 @@ int refresh_precisions();
 void refresh_derived();
 // The pattern of a group whose components are missing where miss[i] != 0.
 void make_pattern(MissPattern *p, const int *miss, int d);
-// The imputation moments of pattern `pat` of group g under class k.
-void prepare_impute(ImputeForm *f, int k, int g, const MissPattern &pat);
+// The imputation moments of pattern `pat` of group g under class k; a group
+// of three or more components needs the inverse of the observed block:
+// `inverted` when given, else it is made here.
+void prepare_impute(ImputeForm *f, int k, int g, const MissPattern &pat,
+                    const InvertedBlock *inverted = nullptr);
 
 #endif

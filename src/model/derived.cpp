@@ -177,9 +177,15 @@ void build_forms() {
                          model.param_s[k][g], model.param_p[k][g], model.param_sdet[k][g]);
       const std::vector<MissPattern> &pats = dv.patterns[g];
       for (size_t p = 0; p < pats.size(); p++) {
+        // One inversion of the observed block serves both the marginal
+        // density and the imputation (a two-component group needs none).
+        bool invert = settings.gauss_attr_size[g] > 2;
+        InvertedBlock b;
+        if (invert) invert_block(&b, model.param_s[k][g], pats[p].observed.data());
         prepare_gauss_marginal(&dv.marginal[g][k * pats.size() + p], model.param_u[k][g],
-                               model.param_s[k][g], pats[p].observed.data());
-        prepare_impute(&dv.impute[g][k * pats.size() + p], k, g, pats[p]);
+                               model.param_s[k][g], pats[p].observed.data(), invert ? &b : nullptr);
+        prepare_impute(&dv.impute[g][k * pats.size() + p], k, g, pats[p], invert ? &b : nullptr);
+        if (invert) release_block(&b);
       }
     }
 }
@@ -192,17 +198,15 @@ void impute_scalar(ImputeForm *f, long double *const *s, int m, int o) {
   if (!f->singular) f->cov[m * 2 + m] = s[m][m] - s[m][o] * s[m][o] / s[o][o];
 }
 
-// gain = S_mo S_oo^-1 row by row, then the conditional covariance.
-void impute_general(ImputeForm *f, long double *const *s, const MissPattern &pat, int d) {
+// gain = S_mo S_oo^-1 row by row, then the conditional covariance; the
+// closed forms for up to three observed components leave the inversion flag
+// alone and show a singular block only by a zero determinant.
+void impute_general(ImputeForm *f, long double *const *s, const MissPattern &pat, int d,
+                    const InvertedBlock &inv) {
   int no = static_cast<int>(pat.obs.size()), nm = static_cast<int>(pat.mis.size());
+  long double *const *poo = inv.p;
   f->scalar = 0;
-  Matrix soo = alloc_proj_matrix_n(s, pat.observed.data(), pat.observed.data(), no, no);
-  Matrix poo = alloc_matrix(no, no);
-  // The closed forms for up to three observed components leave the flag
-  // alone and show a singular block only by a zero determinant.
-  matrix_err.err_inv = 0;
-  long double det = invert_c(soo, poo);
-  f->singular = matrix_err.err_inv != 0 || det == 0;
+  f->singular = inv.failed || inv.det == 0;
   f->gain.assign(static_cast<size_t>(nm) * no, 0.0L);
   for (int a = 0; a < nm && !f->singular; a++) {
     int m = pat.mis[a];
@@ -218,8 +222,6 @@ void impute_general(ImputeForm *f, long double *const *s, const MissPattern &pat
       f->cov[static_cast<size_t>(m) * d + m2] = t;
     }
   }
-  release_matrix0(soo);
-  release_matrix0(poo);
 }
 
 }  // namespace
@@ -238,13 +240,22 @@ void make_pattern(MissPattern *p, const int *miss, int d) {
   }
 }
 
-void prepare_impute(ImputeForm *f, int k, int g, const MissPattern &pat) {
+void prepare_impute(ImputeForm *f, int k, int g, const MissPattern &pat, const InvertedBlock *inverted) {
   int d = settings.gauss_attr_size[g];
+  long double *const *s = model.param_s[k][g];
   f->cov.assign(static_cast<size_t>(d) * d, 0.0L);
   f->cov_rows.resize(d);
   for (int i = 0; i < d; i++) f->cov_rows[i] = &f->cov[static_cast<size_t>(i) * d];
-  if (d == 2) impute_scalar(f, model.param_s[k][g], pat.mis[0], pat.obs[0]);
-  else impute_general(f, model.param_s[k][g], pat, d);
+  if (d == 2) {
+    impute_scalar(f, s, pat.mis[0], pat.obs[0]);
+  } else if (inverted != nullptr) {
+    impute_general(f, s, pat, d, *inverted);
+  } else {
+    InvertedBlock b;
+    invert_block(&b, s, pat.observed.data());
+    impute_general(f, s, pat, d, b);
+    release_block(&b);
+  }
 }
 
 void refresh_derived() {

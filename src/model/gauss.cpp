@@ -103,18 +103,11 @@ void set_prec_form(GaussForm *f, long double *const *p, long double det) {
   f->lconst = 0.5L * (logl(det) + d * LOG_2PI);
 }
 
-// Inverts the covariance of the components read, as the general form does.
-void set_inverted_form(GaussForm *f, long double *const *s, const int *observed) {
-  int d = f->dim;
-  Matrix so = observed == nullptr ? nullptr : alloc_proj_matrix_n(s, observed, observed, d, d);
-  long double *const *block = so != nullptr ? so : s;
-  Matrix p = alloc_matrix(d, d);
-  matrix_err.err_inv = 0;
-  long double det = invert_c(block, p);
-  if (matrix_err.err_inv || (d <= 3 && negative_pivot(block))) f->fault = GAUSS_SINGULAR;
-  else set_prec_form(f, p, det);
-  release_matrix0(p);
-  if (so != nullptr) release_matrix0(so);
+// The precision form from an inverted block, failing as the general form
+// does when the inversion failed or the Cholesky steps meet a negative pivot.
+void set_inverted_form(GaussForm *f, const InvertedBlock &b) {
+  if (b.failed || (f->dim <= 3 && negative_pivot(b.block))) f->fault = GAUSS_SINGULAR;
+  else set_prec_form(f, b.p, b.det);
 }
 
 // v = x - mu over the components a form reads.
@@ -213,11 +206,36 @@ void prepare_gauss_prec(GaussForm *f, const long double *mu, long double *const 
   else set_prec_form(f, p, det);
 }
 
+void invert_block(InvertedBlock *b, long double *const *s, const int *observed) {
+  int d = matrix_rows(s), n = 0;
+  for (int i = 0; i < d; i++) n += observed == nullptr || observed[i] ? 1 : 0;
+  b->packed = observed == nullptr ? nullptr : alloc_proj_matrix_n(s, observed, observed, n, n);
+  b->block = b->packed != nullptr ? b->packed : s;
+  b->p = alloc_matrix(n, n);
+  matrix_err.err_inv = 0;
+  b->det = invert_c(b->block, b->p);
+  b->failed = matrix_err.err_inv != 0;
+}
+
+void release_block(InvertedBlock *b) {
+  release_matrix0(b->p);
+  release_matrix0(b->packed);
+  b->p = b->packed = nullptr;
+}
+
 void prepare_gauss_marginal(GaussForm *f, const long double *mu, long double *const *s,
-                            const int *observed) {
+                            const int *observed, const InvertedBlock *inverted) {
   set_components(f, mu, observed);
-  if (f->dim <= 2) set_closed_form(f, s);
-  else set_inverted_form(f, s, observed);
+  if (f->dim <= 2) {
+    set_closed_form(f, s);
+  } else if (inverted != nullptr) {
+    set_inverted_form(f, *inverted);
+  } else {
+    InvertedBlock b;
+    invert_block(&b, s, observed);
+    set_inverted_form(f, b);
+    release_block(&b);
+  }
 }
 
 long double lgauss_form(const GaussForm &f, const long double *x) {
@@ -265,7 +283,10 @@ long double lgauss_mv(const long double *x, const long double *mu, long double *
   check_shapes(x, mu, s, "lgauss_mv");
   thread_local GaussForm f;
   set_components(&f, mu, nullptr);
-  set_inverted_form(&f, s, nullptr);
+  InvertedBlock b;
+  invert_block(&b, s, nullptr);
+  set_inverted_form(&f, b);
+  release_block(&b);
   return value_or_die(f, x);
 }
 

@@ -63,11 +63,23 @@ struct GaussForm {
 // from three dimensions on, as lgauss_prec does).
 void prepare_gauss_prec(GaussForm *f, const long double *mu, long double *const *s,
                         long double *const *p, long double det);
+// The observed block of a covariance (the whole matrix when `observed` is
+// null) and its inverse by invert_c, made once for every use.
+struct InvertedBlock {
+  Matrix packed;              // the observed rows and columns (null: the whole matrix)
+  long double *const *block;  // the block that was inverted
+  Matrix p;                   // its inverse
+  long double det;            // its determinant, as invert_c returns it
+  int failed;                 // invert_c set its failure flag
+};
+void invert_block(InvertedBlock *b, long double *const *s, const int *observed);
+void release_block(InvertedBlock *b);
+
 // The density of the observed components only (all flags set: the density
-// lgauss computes), inverting the observed block itself from three
-// dimensions on.
+// lgauss computes). From three observed components on it needs the inverse
+// of their block: `inverted` when given, else it inverts the block itself.
 void prepare_gauss_marginal(GaussForm *f, const long double *mu, long double *const *s,
-                            const int *observed);
+                            const int *observed, const InvertedBlock *inverted = nullptr);
 // log density of x without checks (the form must have no fault).
 long double lgauss_form(const GaussForm &f, const long double *x);
 // The checked evaluation: GAUSS_OK with *out set, or the fault met first.
