@@ -4,10 +4,8 @@
 // (refresh_derived) and split the cases over threads; every value is
 // computed by one thread in the sequential order of its operations.
 #include <cmath>
-#include <cstdlib>
-#include <cstring>
+#include <vector>
 
-#include "base/matrix.h"
 #include "base/misc.h"
 #include "base/parallel.h"
 #include "base/scratch.h"

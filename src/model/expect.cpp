@@ -21,7 +21,6 @@ namespace {
 
 enum { SUM_CLASS = 1, SUM_NOMINAL = 2, SUM_GAUSS = 4 };
 enum { BLOCK = 128 };      // cases per block of the Gaussian sums
-enum { STACK_DIM = 32 };   // group sizes imputed without heap scratch
 enum { CHUNK = 4 };        // accumulators of one row held at once
 
 // ---- imputation -------------------------------------------------------------------
