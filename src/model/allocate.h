@@ -1,6 +1,7 @@
 // The mixture model: parameter set with its best and optimal copies, the
 // hyperparameters, the E-step arrays, the per-iteration traces, the restart
-// bookkeeping and the scores. One instance, `model`.
+// bookkeeping, the scores, and the values derived from the parameters for the
+// per-case passes. One instance, `model`.
 #ifndef VESK_MODEL_ALLOCATE_H
 #define VESK_MODEL_ALLOCATE_H
 
