@@ -1,10 +1,52 @@
 // The mixture model: parameter set with its best and optimal copies, the
 // hyperparameters, the E-step arrays, the per-iteration traces, the restart
-// bookkeeping and the scores. One instance, `model`.
+// bookkeeping, the scores, and the values derived from the parameters for the
+// per-case passes. One instance, `model`.
 #ifndef VESK_MODEL_ALLOCATE_H
 #define VESK_MODEL_ALLOCATE_H
 
+#include <vector>
+
 #include "base/allocate_matrix.h"
+#include "base/scratch.h"
+#include "model/gauss.h"
+
+// ---- values derived from the parameters, shared by the per-case passes ----
+
+// One missing-value pattern of a Gaussian group: which components are seen.
+struct MissPattern {
+  std::vector<int> observed;  // per component: 1 when observed
+  std::vector<int> obs, mis;  // positions of the observed and of the missing components
+};
+
+// Conditional moments of the missing components of one pattern given the
+// observed ones, under one class: the imputed mean of missing component m is
+// mu_m + sum_c gain[m][c] (x_oc - mu_oc), and cov holds S_mm - S_mo S_oo^-1 S_om
+// in the rows and columns of the missing components.
+// A group of two components with one missing uses the scalar form instead:
+// mu_m + (x_o - mu_o) s_mo / s_oo and cov[0] = s_mm - s_mo^2 / s_oo.
+struct ImputeForm {
+  int singular;                   // the observed block cannot be inverted
+  int scalar;                     // the two-component form
+  long double s_mo, s_oo;         // scalar form
+  std::vector<long double> gain;  // [missing][observed]
+  std::vector<long double> cov;   // d x d, zero outside the missing block
+  std::vector<const long double *> cov_rows;
+};
+
+struct DerivedValues {
+  std::vector<long double> seen, now;  // bit copies of the parameters they were made from
+  int log_scale;                       // whether the logarithms below were made
+  int num_values;                      // discrete values over all attributes
+  std::vector<int> w_offset;           // [A]: first flat index of each attribute's values
+  std::vector<long double> log_c;      // [K]: logl(param_c)
+  std::vector<long double> log_w;      // [K][num_values]: logl(param_w), flattened
+  std::vector<GaussForm> full;         // [K*G]: density of a fully observed group
+  std::vector<std::vector<MissPattern>> patterns;  // [G][P]
+  std::vector<ScratchArray<int>> case_pattern;     // [G][E]: pattern of a partly observed group, else -1
+  std::vector<std::vector<GaussForm>> marginal;    // [G][K*P]: density of the observed part
+  std::vector<std::vector<ImputeForm>> impute;     // [G][K*P]
+};
 
 struct Model {
   // working parameter set (K = settings.num_class)
@@ -57,6 +99,9 @@ struct Model {
   Vector **hparam_u;           // [K][G]
   Matrix **hparam_s, **hparam_p;
   long double **hparam_sdet;
+
+  // Derived values; valid only right after refresh_derived().
+  DerivedValues derived;
 };
 extern Model model;
 
@@ -106,5 +151,25 @@ void copy_param_set(long double *c, long double ***w, Vector **u, Matrix **s, co
 // Recomputes param_p and param_sdet of every class and group from param_s;
 // returns 0 on success, 1 when an inversion failed.
 int refresh_precisions();
+
+// Brings model.derived up to date with the current parameters and case
+// table: the logarithms of param_c and param_w (log scale only), one prepared
+// density per class and group, and per missing-value pattern of each group
+// the marginal density and the conditional moments used for imputation.
+// Every pass that reads model.derived calls it first (the E-step entry
+// points and the membership computation do so themselves), so code that
+// changes parameters directly needs nothing more than to call those entry
+// points afterwards. It recomputes only when a parameter bit, the scale or a
+// missing pattern changed; preparing never fails: a singular block is marked
+// and reported by the pass that meets it, in the order a case-by-case
+// evaluation would have met it.
+void refresh_derived();
+// The pattern of a group whose components are missing where miss[i] != 0.
+void make_pattern(MissPattern *p, const int *miss, int d);
+// The imputation moments of pattern `pat` of group g under class k; a group
+// of three or more components needs the inverse of the observed block:
+// `inverted` when given, else it is made here.
+void prepare_impute(ImputeForm *f, int k, int g, const MissPattern &pat,
+                    const InvertedBlock *inverted = nullptr);
 
 #endif

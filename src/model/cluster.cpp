@@ -12,10 +12,13 @@
 #include "analysis/eval.h"
 #include "analysis/rank.h"
 #include "base/misc.h"
+#include "base/parallel.h"
+#include "base/scratch.h"
 #include "driver/vesk.h"
 #include "input/read_freq.h"
 #include "input/read_param.h"
 #include "model/allocate.h"
+#include "model/case_values.h"
 #include "model/em.h"
 #include "model/gauss.h"
 #include "output/print.h"
@@ -97,29 +100,26 @@ bool run_estep() {
   return own;
 }
 
-void compute_case_member_prob_nolog() {
+// Case memberships from the E-step values, the cases split over threads. In
+// the log path the class probability itself (not its log) is subtracted: the
+// component column of that path is P(k) P(x|k) exp(-P(k)).
+void case_members(bool log) {
   bool own = run_estep();
-  for (int k = 0; k < num_k(); k++)
-    for (int n = 0; n < num_e(); n++) {
-      member.prob_mem_case[k][n] = model.prob_cond[k][n];
-      member.prob_compo_case[k][n] = model.prob_comp[k][n] / model.param_c[k];
+  parallel_ranges(num_e(), 40.0 * num_e() * num_k(), [log](int begin, int end) {
+    for (int n = begin; n < end; n++) {
+      for (int k = 0; k < num_k(); k++) {
+        member.prob_mem_case[k][n] = model.prob_cond[k][n];
+        member.prob_compo_case[k][n] = log ? expl(model.prob_comp[k][n] - model.param_c[k])
+                                           : model.prob_comp[k][n] / model.param_c[k];
+      }
+      member.prob_case[n] = log ? expl(model.prob_incomp[n]) : model.prob_incomp[n];
     }
-  for (int n = 0; n < num_e(); n++) member.prob_case[n] = model.prob_incomp[n];
+  });
   if (own) release_prob();
 }
 
-void compute_case_member_prob_log() {
-  bool own = run_estep();
-  for (int k = 0; k < num_k(); k++)
-    for (int n = 0; n < num_e(); n++) {
-      member.prob_mem_case[k][n] = model.prob_cond[k][n];
-      // The class probability itself (not its log) is subtracted: the
-      // component column of the log path is P(k) P(x|k) exp(-P(k)).
-      member.prob_compo_case[k][n] = expl(model.prob_comp[k][n] - model.param_c[k]);
-    }
-  for (int n = 0; n < num_e(); n++) member.prob_case[n] = expl(model.prob_incomp[n]);
-  if (own) release_prob();
-}
+void compute_case_member_prob_nolog() { case_members(false); }
+void compute_case_member_prob_log() { case_members(true); }
 
 // ---- attribute memberships ------------------------------------------------------
 
@@ -167,69 +167,74 @@ void compute_attr_member_prob_log_w() {
 }
 
 // Density of group g of case n under class k (a log density when `log`);
-// *present is false when the whole group is missing.
-long double group_density(int k, int g, int n, bool log, bool *present) {
-  const CaseRecord &rec = cases.freq_list[n];
-  int size = settings.gauss_attr_size[g], miss = rec.num_miss_gauss[g];
-  *present = miss < size;
+// *present is false when the whole group is missing. A failed density is
+// noted at the place a walk over groups, cases and classes meets it.
+long double group_density(int k, int g, int n, bool log, bool *present, FirstFault *fault) {
+  const GaussForm *f = group_form(k, g, n);
+  *present = f != nullptr;
   if (!*present) return 0.0L;
-  const long double *x = rec.gauss[g];
-  const long double *mu = model.param_u[k][g];
-  long double *const *s = model.param_s[k][g];
-  if (miss == 0) {
-    long double *const *p = model.param_p[k][g];
-    long double det = model.param_sdet[k][g];
-    return log ? lgauss_prec(x, mu, s, p, det) : gauss_prec(x, mu, s, p, det);
+  long double lg = 0.0L;
+  int bad = lgauss_form_checked(*f, cases.freq_list[n].gauss[g], &lg);
+  if (bad == GAUSS_OK) return log ? lg : expl(lg);
+  fault->note((static_cast<long long>(g) * num_e() + n) * num_k() + k, bad);
+  return 0.0L;
+}
+
+void group_member_nolog(int g, int n, FirstFault *fault) {
+  member.prob_g[g][n] = 0.0L;
+  for (int k = 0; k < num_k(); k++) {
+    bool present = false;
+    long double f = group_density(k, g, n, false, &present, fault);
+    member.prob_mem_g[k][g][n] = model.param_c[k];
+    if (present) {
+      member.prob_compo_g[k][g][n] = f;
+      member.prob_mem_g[k][g][n] *= f;
+    }
+    member.prob_g[g][n] += member.prob_mem_g[k][g][n];
   }
-  std::vector<int> observed(size);
-  for (int i = 0; i < size; i++) observed[i] = rec.miss_g[g][i] ? 0 : 1;
-  return log ? lgauss_marginal(x, mu, s, observed.data()) : gauss_marginal(x, mu, s, observed.data());
+  for (int k = 0; k < num_k(); k++) member.prob_mem_g[k][g][n] /= member.prob_g[g][n];
 }
 
-void compute_attr_member_prob_nolog_g() {
-  for (int g = 0; g < num_g(); g++)
-    for (int n = 0; n < num_e(); n++) {
-      member.prob_g[g][n] = 0.0L;
-      for (int k = 0; k < num_k(); k++) {
-        bool present = false;
-        long double f = group_density(k, g, n, false, &present);
-        member.prob_mem_g[k][g][n] = model.param_c[k];
-        if (present) {
-          member.prob_compo_g[k][g][n] = f;
-          member.prob_mem_g[k][g][n] *= f;
-        }
-        member.prob_g[g][n] += member.prob_mem_g[k][g][n];
-      }
-      for (int k = 0; k < num_k(); k++) member.prob_mem_g[k][g][n] /= member.prob_g[g][n];
+void group_member_log(int g, int n, long double *a, FirstFault *fault) {
+  for (int k = 0; k < num_k(); k++) {
+    bool present = false;
+    long double f = group_density(k, g, n, true, &present, fault);
+    a[k] = logl(model.param_c[k]);
+    if (present) {
+      member.prob_compo_g[k][g][n] = f;
+      a[k] += f;
     }
+  }
+  member.prob_g[g][n] = log_sum_exp(a, num_k());
+  for (int k = 0; k < num_k(); k++) member.prob_mem_g[k][g][n] = expl(a[k] - member.prob_g[g][n]);
 }
 
-void compute_attr_member_prob_log_g() {
-  std::vector<long double> a(num_k() > 0 ? num_k() : 1);
+// Group memberships of every case, the cases split over threads.
+void compute_attr_member_prob_g(bool log) {
+  refresh_derived();
+  FirstFault fault;
+  static ScratchArray<long double> terms;  // per thread: one term per class
+  size_t share = per_thread_count<long double>(num_k() + 1);
+  terms.resize(share * max_threads(), kModule, 40);
   for (int g = 0; g < num_g(); g++)
-    for (int n = 0; n < num_e(); n++) {
-      for (int k = 0; k < num_k(); k++) {
-        bool present = false;
-        long double f = group_density(k, g, n, true, &present);
-        a[k] = logl(model.param_c[k]);
-        if (present) {
-          member.prob_compo_g[k][g][n] = f;
-          a[k] += f;
-        }
+    parallel_ranges(num_e(), 40.0 * num_e() * num_k(), [&](int begin, int end) {
+      long double *a = &terms[share * thread_index()];
+      for (int n = begin; n < end; n++) {
+        if (log) group_member_log(g, n, a, &fault);
+        else group_member_nolog(g, n, &fault);
       }
-      member.prob_g[g][n] = log_sum_exp(a.data(), num_k());
-      for (int k = 0; k < num_k(); k++) member.prob_mem_g[k][g][n] = expl(a[k] - member.prob_g[g][n]);
-    }
+    });
+  if (fault.any()) die_gauss_fault(fault.code);
 }
 
 void compute_attr_member_prob_nolog() {
   compute_attr_member_prob_nolog_w();
-  compute_attr_member_prob_nolog_g();
+  compute_attr_member_prob_g(false);
 }
 
 void compute_attr_member_prob_log() {
   compute_attr_member_prob_log_w();
-  compute_attr_member_prob_log_g();
+  compute_attr_member_prob_g(true);
 }
 
 // ---- hard clustering ----------------------------------------------------------------

@@ -16,12 +16,13 @@ void compute_conditional_prob();
 void compute_expect();
 void compute_expect_gauss();
 void compute_expect_gauss0(int k, int e);
-// One class only: its complete-data values for every case (untempered), and
-// its expectations from its current posteriors.
-void compute_complete_prob_class(int k);
-void compute_expect_one(int k);
 // True when probabilities are kept as logarithms (--log-scale with strict smoothing).
 int use_log_scale();
+// Per-class building blocks (partial EM over a few classes): the complete-data
+// values (untempered, on the scale of use_log_scale) and all expectations of
+// the n listed classes only, the same bits as the whole passes give them.
+void compute_complete_prob_classes(const int *classes, int n);
+void compute_expect_classes(const int *classes, int n);
 
 // M-step and objective
 void update_param();

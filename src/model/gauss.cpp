@@ -1,7 +1,8 @@
 // Multivariate normal log densities. A single observation is dispatched by
 // dimension: closed forms for one and two dimensions, the precision-matrix
-// form beyond. The fully observed path with a given precision runs in every
-// E-step and therefore uses stack scratch space for moderate dimensions.
+// form beyond. Every single-observation density goes through a prepared form
+// (GaussForm), so the E-step, which prepares one form per class and evaluates
+// it for every case, computes exactly what the direct calls compute.
 #include "model/gauss.h"
 
 #include <cmath>
@@ -25,11 +26,17 @@ enum { STACK_DIM = 32 };  // dimensions handled without pool scratch space
   die_numeric("check_gauss", what);
 }
 
+int classify(long double r) {
+  if (std::isnan(r)) return GAUSS_NAN;
+  if (std::isinf(r)) return GAUSS_INF;
+  return GAUSS_OK;
+}
+
 // Every public log form, the statistics forms included, passes its result
 // through this check.
 long double check_gauss(long double r) {
-  if (std::isnan(r)) gauss_failure("Computed Gaussian p.d.f. is not a number\n");
-  if (std::isinf(r)) gauss_failure("Computed Gaussian p.d.f. is not finite\n");
+  int fault = classify(r);
+  if (fault != GAUSS_OK) die_gauss_fault(fault);
   return r;
 }
 
@@ -37,33 +44,6 @@ void check_shapes(const long double *x, const long double *mu, long double *cons
                   const char *func) {
   int d = vector_size(mu);
   if (vector_size(x) != d || matrix_rows(s) != d || matrix_cols(s) != d) die_dimension(func);
-}
-
-long double lgauss_1d(long double x, long double mu, long double s) {
-  long double dx = x - mu;
-  return -0.5L * logl(TWO_PI * s) - 0.5L * dx * dx / s;
-}
-
-long double lgauss_bv_raw(const long double *x, const long double *mu, long double *const *s) {
-  long double sd1 = sqrtl(s[0][0]), sd2 = sqrtl(s[1][1]);
-  long double rho = s[0][1] / (sd1 * sd2);
-  long double z1 = (x[0] - mu[0]) / sd1, z2 = (x[1] - mu[1]) / sd2;
-  long double one_r2 = 1.0L - rho * rho;
-  return -0.5L * (z1 * z1 + z2 * z2 - 2.0L * rho * z1 * z2) / one_r2 -
-         logl(TWO_PI * sd1 * sd2 * sqrtl(one_r2));
-}
-
-// -1/2 (x-mu)' P (x-mu) - 1/2 (log det S + d log 2 pi).
-long double lgauss_prec_form(const long double *x, const long double *mu,
-                             long double *const *p, long double det) {
-  int d = vector_size(mu);
-  alignas(16) long double buf[STACK_DIM + 2];
-  bool pooled = vector_block_bytes(d) > sizeof buf;
-  Vector diff = pooled ? alloc_vector(d) : make_vector_view(buf, d);
-  for (int i = 0; i < d; i++) diff[i] = x[i] - mu[i];
-  long double r = -0.5L * qform(p, diff) - 0.5L * (logl(det) + d * LOG_2PI);
-  if (pooled) release_vector0(diff);
-  return r;
 }
 
 // True when the Cholesky steps meet a negative pivot; the closed-form
@@ -78,32 +58,205 @@ bool negative_pivot(long double *const *s) {
   return bad;
 }
 
-long double lgauss_mv_raw(const long double *x, const long double *mu, long double *const *s) {
+// Mean and positions of the components a form reads (all when `observed`
+// is null).
+void set_components(GaussForm *f, const long double *mu, const int *observed) {
   int d = vector_size(mu);
-  Matrix p = alloc_matrix(d, d);
-  matrix_err.err_inv = 0;
-  long double det = invert_c(s, p);
-  if (matrix_err.err_inv || (d <= 3 && negative_pivot(s)))
-    die_numeric("lgauss_mv", "Failed to invert covariances\n");
-  long double r = lgauss_prec_form(x, mu, p, det);
-  release_matrix0(p);
+  f->fault = GAUSS_OK;
+  f->index.clear();
+  f->mu.clear();
+  for (int i = 0; i < d; i++) {
+    if (observed != nullptr && !observed[i]) continue;
+    f->index.push_back(i);
+    f->mu.push_back(mu[i]);
+  }
+  f->dim = static_cast<int>(f->mu.size());
+}
+
+// One and two dimensions in closed form from the covariance of the
+// components read (only the upper off-diagonal element is used).
+void set_closed_form(GaussForm *f, long double *const *s) {
+  f->use_prec = 0;
+  auto at = [f](int i) { return f->index[i]; };
+  if (f->dim == 1) {
+    f->var = s[at(0)][at(0)];
+    f->lconst = -0.5L * logl(TWO_PI * f->var);
+  } else if (f->dim == 2) {
+    f->sd1 = sqrtl(s[at(0)][at(0)]);
+    f->sd2 = sqrtl(s[at(1)][at(1)]);
+    f->rho = s[at(0)][at(1)] / (f->sd1 * f->sd2);
+    f->one_r2 = 1.0L - f->rho * f->rho;
+    f->lconst = logl(TWO_PI * f->sd1 * f->sd2 * sqrtl(f->one_r2));
+  }
+}
+
+// -1/2 (x-mu)' P (x-mu) - 1/2 (log det S + d log 2 pi): the precision packed
+// as its diagonal and then its strict upper triangle by rows.
+void set_prec_form(GaussForm *f, long double *const *p, long double det) {
+  int d = f->dim;
+  f->use_prec = 1;
+  f->prec.resize(static_cast<size_t>(d) * (d + 1) / 2);
+  long double *out = f->prec.data();
+  for (int i = 0; i < d; i++) *out++ = p[i][i];
+  for (int i = 0; i < d; i++)
+    for (int j = i + 1; j < d; j++) *out++ = p[i][j];
+  f->lconst = 0.5L * (logl(det) + d * LOG_2PI);
+}
+
+// The precision form from an inverted block, failing as the general form
+// does when the inversion failed or the Cholesky steps meet a negative pivot.
+void set_inverted_form(GaussForm *f, const InvertedBlock &b) {
+  if (b.failed || (f->dim <= 3 && negative_pivot(b.block))) f->fault = GAUSS_SINGULAR;
+  else set_prec_form(f, b.p, b.det);
+}
+
+// v = x - mu over the components a form reads.
+inline __attribute__((always_inline)) void form_diff(const GaussForm &f, const long double *x,
+                                                     long double *v, int d) {
+  const long double *mu = f.mu.data();
+  const int *idx = f.index.data();
+#pragma GCC unroll 8
+  for (int i = 0; i < d; i++) v[i] = x[idx[i]] - mu[i];
+}
+
+// v' P v as qform computes it: the diagonal terms, then twice the strictly
+// upper ones, each sum in row order. Inlined with a constant d it unrolls
+// and keeps v in registers.
+inline __attribute__((always_inline)) long double quad_core(const long double *prec,
+                                                           const long double *v, int d) {
+  long double diag = 0.0L, off = 0.0L;
+#pragma GCC unroll 8
+  for (int i = 0; i < d; i++) diag += prec[i] * v[i] * v[i];
+  const long double *u = prec + d;
+#pragma GCC unroll 8
+  for (int i = 0; i < d; i++)
+#pragma GCC unroll 8
+    for (int j = i + 1; j < d; j++) off += *u++ * v[i] * v[j];
+  return diag + 2.0L * off;
+}
+
+template <int D>
+long double quad_fixed(const GaussForm &f, const long double *x) {
+  long double v[D];
+  form_diff(f, x, v, D);
+  return quad_core(f.prec.data(), v, D);
+}
+
+long double quad_any(const GaussForm &f, const long double *x) {
+  int d = f.dim;
+  long double fixed[STACK_DIM];
+  long double *v = fixed;
+  if (d > STACK_DIM) {
+    thread_local std::vector<long double> wide;
+    if (wide.size() < static_cast<size_t>(d)) wide.resize(d);
+    v = wide.data();
+  }
+  form_diff(f, x, v, d);
+  return quad_core(f.prec.data(), v, d);
+}
+
+long double prec_value(const GaussForm &f, const long double *x) {
+  long double q;
+  switch (f.dim) {
+    case 3: q = quad_fixed<3>(f, x); break;
+    case 4: q = quad_fixed<4>(f, x); break;
+    case 5: q = quad_fixed<5>(f, x); break;
+    case 6: q = quad_fixed<6>(f, x); break;
+    default: q = quad_any(f, x); break;
+  }
+  return -0.5L * q - f.lconst;
+}
+
+long double closed_value(const GaussForm &f, const long double *x) {
+  const int *idx = f.index.data();
+  if (f.dim == 1) {
+    long double dx = x[idx[0]] - f.mu[0];
+    return f.lconst - 0.5L * dx * dx / f.var;
+  }
+  if (f.dim == 2) {
+    long double z1 = (x[idx[0]] - f.mu[0]) / f.sd1, z2 = (x[idx[1]] - f.mu[1]) / f.sd2;
+    return -0.5L * (z1 * z1 + z2 * z2 - 2.0L * f.rho * z1 * z2) / f.one_r2 - f.lconst;
+  }
+  return 0.0L;
+}
+
+// The checked value of a form; a fault stops the run.
+long double value_or_die(const GaussForm &f, const long double *x) {
+  long double r = 0.0L;
+  int fault = lgauss_form_checked(f, x, &r);
+  if (fault != GAUSS_OK) die_gauss_fault(fault);
   return r;
 }
 
-// Single-observation dispatch by dimension (no result check).
-long double lgauss_dispatch(const long double *x, const long double *mu, long double *const *s) {
-  int d = vector_size(mu);
-  if (d == 0) return 0.0L;
-  if (d == 1) return lgauss_1d(x[0], mu[0], s[0][0]);
-  if (d == 2) return lgauss_bv_raw(x, mu, s);
-  return lgauss_mv_raw(x, mu, s);
+// Single-observation density of the observed components (all when
+// `observed` is null) by dimension, checked.
+long double lgauss_direct(const long double *x, const long double *mu, long double *const *s,
+                          const int *observed = nullptr) {
+  thread_local GaussForm f;
+  prepare_gauss_marginal(&f, mu, s, observed);
+  return value_or_die(f, x);
 }
 
 }  // namespace
 
+void prepare_gauss_prec(GaussForm *f, const long double *mu, long double *const *s,
+                        long double *const *p, long double det) {
+  set_components(f, mu, nullptr);
+  if (f->dim <= 2) set_closed_form(f, s);
+  else set_prec_form(f, p, det);
+}
+
+void invert_block(InvertedBlock *b, long double *const *s, const int *observed) {
+  int d = matrix_rows(s), n = 0;
+  for (int i = 0; i < d; i++) n += observed == nullptr || observed[i] ? 1 : 0;
+  b->packed = observed == nullptr ? nullptr : alloc_proj_matrix_n(s, observed, observed, n, n);
+  b->block = b->packed != nullptr ? b->packed : s;
+  b->p = alloc_matrix(n, n);
+  matrix_err.err_inv = 0;
+  b->det = invert_c(b->block, b->p);
+  b->failed = matrix_err.err_inv != 0;
+}
+
+void release_block(InvertedBlock *b) {
+  release_matrix0(b->p);
+  release_matrix0(b->packed);
+  b->p = b->packed = nullptr;
+}
+
+void prepare_gauss_marginal(GaussForm *f, const long double *mu, long double *const *s,
+                            const int *observed, const InvertedBlock *inverted) {
+  set_components(f, mu, observed);
+  if (f->dim <= 2) {
+    set_closed_form(f, s);
+  } else if (inverted != nullptr) {
+    set_inverted_form(f, *inverted);
+  } else {
+    InvertedBlock b;
+    invert_block(&b, s, observed);
+    set_inverted_form(f, b);
+    release_block(&b);
+  }
+}
+
+long double lgauss_form(const GaussForm &f, const long double *x) {
+  return f.use_prec ? prec_value(f, x) : closed_value(f, x);
+}
+
+int lgauss_form_checked(const GaussForm &f, const long double *x, long double *out) {
+  if (f.fault != GAUSS_OK) return f.fault;
+  *out = lgauss_form(f, x);
+  return classify(*out);
+}
+
+void die_gauss_fault(int fault) {
+  if (fault == GAUSS_SINGULAR) die_numeric("lgauss_mv", "Failed to invert covariances\n");
+  gauss_failure(fault == GAUSS_NAN ? "Computed Gaussian p.d.f. is not a number\n"
+                                   : "Computed Gaussian p.d.f. is not finite\n");
+}
+
 long double lgauss(const long double *x, const long double *mu, long double *const *s) {
   check_shapes(x, mu, s, "lgauss");
-  return check_gauss(lgauss_dispatch(x, mu, s));
+  return lgauss_direct(x, mu, s);
 }
 
 long double gauss(const long double *x, const long double *mu, long double *const *s) {
@@ -114,9 +267,10 @@ long double lgauss_prec(const long double *x, const long double *mu, long double
                         long double *const *p, long double det) {
   check_shapes(x, mu, s, "lgauss_prec");
   int d = vector_size(mu);
-  if (d <= 2) return check_gauss(lgauss_dispatch(x, mu, s));
-  if (matrix_rows(p) != d || matrix_cols(p) != d) die_dimension("lgauss_prec");
-  return check_gauss(lgauss_prec_form(x, mu, p, det));
+  if (d > 2 && (matrix_rows(p) != d || matrix_cols(p) != d)) die_dimension("lgauss_prec");
+  thread_local GaussForm f;
+  prepare_gauss_prec(&f, mu, s, p, det);
+  return check_gauss(lgauss_form(f, x));
 }
 
 long double gauss_prec(const long double *x, const long double *mu, long double *const *s,
@@ -124,15 +278,22 @@ long double gauss_prec(const long double *x, const long double *mu, long double 
   return expl(lgauss_prec(x, mu, s, p, det));
 }
 
+// The general form inverts the covariance whatever the dimension.
 long double lgauss_mv(const long double *x, const long double *mu, long double *const *s) {
   check_shapes(x, mu, s, "lgauss_mv");
-  return check_gauss(lgauss_mv_raw(x, mu, s));
+  thread_local GaussForm f;
+  set_components(&f, mu, nullptr);
+  InvertedBlock b;
+  invert_block(&b, s, nullptr);
+  set_inverted_form(&f, b);
+  release_block(&b);
+  return value_or_die(f, x);
 }
 
 long double lgauss_bv(const long double *x, const long double *mu, long double *const *s) {
   check_shapes(x, mu, s, "lgauss_bv");
   if (vector_size(mu) != 2) die_dimension("lgauss_bv");
-  return check_gauss(lgauss_bv_raw(x, mu, s));
+  return lgauss_direct(x, mu, s);
 }
 
 // ---- weighted sufficient statistics: n = sum w, sum = sum w x, q = sum w x x' ----
@@ -228,14 +389,7 @@ long double lgauss_stat_mv_prec(long double n, const long double *sum, long doub
 long double lgauss_marginal(const long double *x, const long double *mu, long double *const *s,
                             const int *observed) {
   check_shapes(x, mu, s, "lgauss_marginal");
-  Vector xo = alloc_proj_vector(x, observed);
-  Vector muo = alloc_proj_vector(mu, observed);
-  Matrix so = alloc_proj_matrix(s, observed, observed);
-  long double r = lgauss_dispatch(xo, muo, so);
-  release_matrix0(so);
-  release_vector0(muo);
-  release_vector0(xo);
-  return check_gauss(r);
+  return lgauss_direct(x, mu, s, observed);
 }
 
 long double gauss_marginal(const long double *x, const long double *mu, long double *const *s,
@@ -311,10 +465,10 @@ long double lgauss_cond(const long double *x, const long double *mu, long double
   for (int i = 0; i < d; i++) unobs[i] = observed[i] ? 0 : 1;
   CondBlocks b = pack_blocks(x, mu, s, observed, unobs);
   condition_blocks(&b);
-  long double r = lgauss_dispatch(b.xu, b.muu, b.suu);
+  long double r = lgauss_direct(b.xu, b.muu, b.suu);
   release_blocks(&b);
   if (unobs != fixed) free(unobs);
-  return check_gauss(r);
+  return r;
 }
 
 long double gauss_cond(const long double *x, const long double *mu, long double *const *s,

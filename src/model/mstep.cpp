@@ -6,6 +6,8 @@
 #include "base/gamma_f.h"
 #include "base/matrix.h"
 #include "base/misc.h"
+#include "base/parallel.h"
+#include "base/scratch.h"
 #include "driver/vesk.h"
 #include "input/read_freq.h"
 #include "model/allocate.h"
@@ -132,12 +134,21 @@ void check_score(long double x, const char *where, const char *nan_msg, const ch
 
 long double compute_loglike() {
   long double l = 0;
-  bool log_scale = use_log_scale();
-  for (int e = 0; e < cases.num_entry; e++) {
+  int ne = cases.num_entry;
+  const long double *lp = model.prob_incomp;
+  if (!use_log_scale()) {
+    // The logarithms on all threads, the sum in case order.
+    static ScratchArray<long double> logs;
+    logs.resize(ne, "mstep.cpp", 1);
+    parallel_ranges(ne, 30.0 * ne, [&](int begin, int end) {
+      for (int e = begin; e < end; e++)
+        if (cases.freq_list[e].count > 0) logs[e] = logl(model.prob_incomp[e]);
+    });
+    lp = logs.data;
+  }
+  for (int e = 0; e < ne; e++) {
     int n = cases.freq_list[e].count;
-    if (n <= 0) continue;
-    long double p = model.prob_incomp[e];
-    l += n * (log_scale ? p : logl(p));
+    if (n > 0) l += n * lp[e];
   }
   check_score(l, "compute_loglike", "Computed log-likelihood is not a number -- see the log file\n",
               "Computed log-likelihood is not finite -- see the log file\n");

@@ -148,7 +148,7 @@ void initialize_param_part(const SmCandidate &c) {
 }
 
 void compute_complete_prob_part() {
-  for (int c : smem.part_class) compute_complete_prob_class(c);
+  compute_complete_prob_classes(smem.part_class, 3);
 }
 
 // The other classes' share of P(x_e): a plain sum, or its logarithm (minus
@@ -203,7 +203,7 @@ void compute_conditional_prob_part() {
 }
 
 void compute_expect_part() {
-  for (int c : smem.part_class) compute_expect_one(c);
+  compute_expect_classes(smem.part_class, 3);
 }
 
 // The M-step of the three classes; their class probabilities keep the total
