@@ -110,6 +110,7 @@ INSTANTIATE_TEST_SUITE_P(
         ThreadCase{"Annealed", {fit({"-k", "3", "-A", "-b", "-m", "60"})}},
         ThreadCase{"LogScale", {fit({"-k", "3", "-A", "-J", "-D", "--show-attr-memp"})}},
         ThreadCase{"LogScaleAnnealed", {fit({"-k", "2", "-c", "1", "-w", "1", "-T", "1", "-J", "-b", "-m", "60"})}},
+        ThreadCase{"SplitMerge", {fit({"-k", "3", "-A", "-m", "30", "--n-sm", "1", "-a", "2", "-z", "3"})}},
         ThreadCase{"ReadParameters", {fit({"-k", "3", "-A", "-m", "20"}), fit({"-R", "-A", "-D", "--show-attr-memp"})}}),
     [](const ::testing::TestParamInfo<ThreadCase> &info) { return info.param.name; });
 
