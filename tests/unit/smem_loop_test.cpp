@@ -30,7 +30,7 @@ void open_smem() {
 
 void close_smem() { release_smem(); }
 
-// Re-initialises a candidate by the rules of a split-merge candidate, with the draws taken in
+// Re-initialises a candidate and recomputes every parameter by hand, with the draws taken in
 // the same order from a generator seeded alike, and compares every parameter.
 TEST_F(MixedModel, CandidateInitialisationFollowsTheDraws) {
   open_smem();
