@@ -30,8 +30,8 @@ void open_smem() {
 
 void close_smem() { release_smem(); }
 
-// Re-initialises a candidate and recomputes every parameter by hand, with the draws taken in
-// the same order from a generator seeded alike, and compares every parameter.
+// Re-initialises a candidate, then recomputes its parameters by hand with the draws taken in
+// the same order from a generator seeded alike, and compares them.
 TEST_F(MixedModel, CandidateInitialisationFollowsTheDraws) {
   open_smem();
   run_estep();
