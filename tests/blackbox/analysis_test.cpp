@@ -44,11 +44,6 @@ const char kToyParam[] =
     "0,0,a,0.6\n0,0,b,0.3\n0,0,c,0.1\n0,1,a,0.1\n0,1,b,0.3\n0,1,c,0.6\n";
 const std::vector<std::string> kToyRun = {"-f", "toy", "-x", "2", "-E", "1", "-R"};
 
-std::vector<std::string> with(std::vector<std::string> a, const std::vector<std::string> &b) {
-  a.insert(a.end(), b.begin(), b.end());
-  return a;
-}
-
 TempDir *toy_dir(TempDir &dir, const char *param = kToyParam, const char *cases = kToyCases) {
   dir.write("toy_freq.csv", cases);
   dir.write("toy_param.csv", param);

@@ -4,25 +4,12 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "run_vesk.h"
 
 namespace {
-
-std::vector<std::string> fields(const std::string &row, char delim) {
-  std::vector<std::string> out;
-  std::stringstream ss(row);
-  for (std::string f; std::getline(ss, f, delim);) out.push_back(f);
-  return out;
-}
-
-std::vector<std::string> with(std::vector<std::string> base, const std::vector<std::string> &more) {
-  base.insert(base.end(), more.begin(), more.end());
-  return base;
-}
 
 struct FitCase {
   std::string name, file;
@@ -50,10 +37,10 @@ TEST_P(KRangeFit, FitsEveryKAndKeepsTheBest) {
   for (size_t i = 0; i < tc.ks.size(); i++) {
     std::string k = std::to_string(tc.ks[i]);
     EXPECT_NE(r.err.find("|Classes| = " + k + ":\n"), std::string::npos) << k;
-    EXPECT_EQ(fields(score[i], d)[0], k);
+    EXPECT_EQ(split_fields(score[i], d)[0], k);
     std::vector<std::string> trace = section_rows(log, "LOGLIKE-K" + k);
     ASSERT_GE(trace.size(), 2u) << k;
-    EXPECT_EQ(fields(trace.back(), d).size(), tc.map ? 5u : 3u) << k;  // MAP adds the prior and posterior
+    EXPECT_EQ(split_fields(trace.back(), d).size(), tc.map ? 5u : 3u) << k;  // MAP adds the prior and posterior
     EXPECT_EQ(section_rows(log, "SEED-K" + k).size(), 10u) << k;
     EXPECT_EQ(section_rows(log, "AUTO-SMOOTH-CLASS-K" + k).size(), tc.map ? 1u : 0u) << k;
   }
@@ -118,7 +105,7 @@ TEST(EmRun, LogSectionHeaders) {
     EXPECT_EQ(got, want);
   }
   EXPECT_EQ(section_rows(log, "NUM-MISSING-GAUSS")[0], "0,37,0.241830065359");  // 37 of 153 missing
-  EXPECT_EQ(fields(section_rows(log, "COND")[0], ',').size(), 5u);  // case ID and two (k, P) pairs
+  EXPECT_EQ(split_fields(section_rows(log, "COND")[0], ',').size(), 5u);  // case ID and two (k, P) pairs
 }
 
 // A hyperparameter file for titanic with two classes, every attribute pseudo
@@ -153,14 +140,14 @@ TEST(EmRun, SingleKFromHyperparameterFile) {
   std::string log = dir.read("titanic_log.txt");
   std::vector<std::string> seed = section_rows(log, "SEED"), trace = section_rows(log, "LOGLIKE-K2");
   ASSERT_EQ(seed.size(), 2u);
-  EXPECT_EQ(fields(seed[0], '\t')[2], "N/A");  // the run seed was given
+  EXPECT_EQ(split_fields(seed[0], '\t')[2], "N/A");  // the run seed was given
   ASSERT_FALSE(trace.empty());
-  EXPECT_EQ(fields(trace.back(), '\t').size(), 5u);  // a MAP trace
+  EXPECT_EQ(split_fields(trace.back(), '\t').size(), 5u);  // a MAP trace
   // P = 1 + 2 (3 + 1 + 1 + 1) from the value counts 4, 2, 2, 2; 2201 cases
   // merged into 24 entries.
   EXPECT_EQ(section_rows(log, "PARAMSIZE"), std::vector<std::string>{"2\t1\t12\t0\t13"});
   EXPECT_EQ(section_rows(log, "DATASIZE"), std::vector<std::string>{"2201\t24\t24"});
-  EXPECT_EQ(fields(section_rows(log, "SCORE").at(0), '\t')[2], "N/A");
+  EXPECT_EQ(split_fields(section_rows(log, "SCORE").at(0), '\t')[2], "N/A");
 }
 
 }  // namespace

@@ -21,33 +21,14 @@ struct LimitedRun {
 
 inline LimitedRun run_limited(const TempDir &dir, const std::vector<std::string> &args,
                               int cpu_seconds = 60) {
-  std::string out_path = dir.file(".stdout"), err_path = dir.file(".stderr");
-  pid_t pid = fork();
-  if (pid == 0) {
-    struct rlimit cpu = {static_cast<rlim_t>(cpu_seconds), static_cast<rlim_t>(cpu_seconds)};
-    setrlimit(RLIMIT_CPU, &cpu);
-    if (chdir(dir.path.c_str()) != 0) _exit(127);
-    if (!freopen(out_path.c_str(), "wb", stdout)) _exit(127);
-    if (!freopen(err_path.c_str(), "wb", stderr)) _exit(127);
-    std::vector<char *> argv;
-    std::string bin = VESK_BIN;
-    argv.push_back(const_cast<char *>(bin.c_str()));
-    for (const std::string &a : args) argv.push_back(const_cast<char *>(a.c_str()));
-    argv.push_back(nullptr);
-    execv(bin.c_str(), argv.data());
-    _exit(127);
-  }
-  int st = 0;
-  struct rusage usage = {};
-  wait4(pid, &st, 0, &usage);
+  ProcessEnd end;
+  RunResult res = run_program(dir, VESK_BIN, args, cpu_seconds, &end);
   LimitedRun r;
-  r.exited = WIFEXITED(st);
-  r.status = r.exited ? WEXITSTATUS(st) : WTERMSIG(st);
-  r.max_rss_kb = usage.ru_maxrss;
-  r.out = read_file(out_path);
-  r.err = read_file(err_path);
-  unlink(out_path.c_str());
-  unlink(err_path.c_str());
+  r.exited = WIFEXITED(end.wait_status);
+  r.status = r.exited ? WEXITSTATUS(end.wait_status) : WTERMSIG(end.wait_status);
+  r.max_rss_kb = end.max_rss_kb;
+  r.out = res.out;
+  r.err = res.err;
   return r;
 }
 

@@ -4,6 +4,7 @@
 #ifndef VESK_TESTS_RUN_VESK_H
 #define VESK_TESTS_RUN_VESK_H
 
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -57,13 +58,24 @@ struct TempDir {
   }
 };
 
+// How a child process ended: its raw wait status and its peak resident memory.
+struct ProcessEnd {
+  int wait_status = 0;
+  long max_rss_kb = 0;
+};
+
 // Runs the program `bin` with the given arguments (no shell quoting
-// involved) in `dir`.
-inline RunResult run_program(const TempDir &dir, const std::string &bin,
-                             const std::vector<std::string> &args) {
+// involved) in `dir`; a positive `cpu_seconds` limits its CPU time, and
+// `end`, when given, receives how it ended.
+inline RunResult run_program(const TempDir &dir, const std::string &bin, const std::vector<std::string> &args,
+                             int cpu_seconds = 0, ProcessEnd *end = nullptr) {
   std::string out_path = dir.file(".stdout"), err_path = dir.file(".stderr");
   pid_t pid = fork();
   if (pid == 0) {
+    if (cpu_seconds > 0) {
+      struct rlimit cpu = {static_cast<rlim_t>(cpu_seconds), static_cast<rlim_t>(cpu_seconds)};
+      setrlimit(RLIMIT_CPU, &cpu);
+    }
     if (chdir(dir.path.c_str()) != 0) _exit(127);
     if (!freopen(out_path.c_str(), "wb", stdout)) _exit(127);
     if (!freopen(err_path.c_str(), "wb", stderr)) _exit(127);
@@ -75,7 +87,9 @@ inline RunResult run_program(const TempDir &dir, const std::string &bin,
     _exit(127);
   }
   int st = 0;
-  waitpid(pid, &st, 0);
+  struct rusage usage = {};
+  wait4(pid, &st, 0, &usage);
+  if (end != nullptr) *end = ProcessEnd{st, usage.ru_maxrss};
   RunResult r;
   r.status = WIFEXITED(st) ? WEXITSTATUS(st) : 128 + WTERMSIG(st);
   r.out = read_file(out_path);
@@ -116,6 +130,12 @@ inline std::vector<std::string> split_fields(const std::string &line, char delim
       out.back() += c;
   }
   return out;
+}
+
+// The arguments `base` followed by `more`.
+inline std::vector<std::string> with(std::vector<std::string> base, const std::vector<std::string> &more) {
+  base.insert(base.end(), more.begin(), more.end());
+  return base;
 }
 
 // The lines of section `id` of a result file: the header lines and the rows

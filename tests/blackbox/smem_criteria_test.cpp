@@ -121,11 +121,6 @@ void check_criteria(const std::string &log, char d, const FileModel &m, const st
 
 const std::vector<std::string> kAllRejected = {"-o", "1", "--verbose", "--min-sm-imp", "1e9", "-r", "3"};
 
-std::vector<std::string> with(std::vector<std::string> base, const std::vector<std::string> &more) {
-  base.insert(base.end(), more.begin(), more.end());
-  return base;
-}
-
 TEST(SmemCriteriaFromFiles, DiscreteWithCounts) {
   for (bool norm : {false, true}) {
     TempDir dir;

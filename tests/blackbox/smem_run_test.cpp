@@ -5,25 +5,12 @@
 
 #include <cstdlib>
 #include <regex>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "run_vesk.h"
 
 namespace {
-
-std::vector<std::string> cut(const std::string &row, char delim) {
-  std::vector<std::string> out;
-  std::stringstream ss(row);
-  for (std::string f; std::getline(ss, f, delim);) out.push_back(f);
-  return out;
-}
-
-std::vector<std::string> with(std::vector<std::string> base, const std::vector<std::string> &more) {
-  base.insert(base.end(), more.begin(), more.end());
-  return base;
-}
 
 // One tried candidate as the messages report it.
 struct Tried {
@@ -99,9 +86,9 @@ TEST_P(SmemRun, MessagesAgreeWithRulesAndSections) {
   ASSERT_EQ(em_stat.size(), static_cast<size_t>(tc.num_sm + 1));
   ASSERT_EQ(op_stat.size(), static_cast<size_t>(tc.num_sm));
   // Row 0 counts the last restart.
-  EXPECT_EQ(em_stat[0], ks + d + "0" + d + "N/A" + d + cut(seed.back(), d)[3]);
+  EXPECT_EQ(em_stat[0], ks + d + "0" + d + "N/A" + d + split_fields(seed.back(), d)[3]);
   long double best = -1e300L;
-  for (const std::string &row : seed) best = std::max(best, strtold(cut(row, d)[4].c_str(), nullptr));
+  for (const std::string &row : seed) best = std::max(best, strtold(split_fields(row, d)[4].c_str(), nullptr));
   long double kept = best;
   std::vector<int> rejected(tc.num_sm + 1);
   int ops_ended = 0;
@@ -113,7 +100,7 @@ TEST_P(SmemRun, MessagesAgreeWithRulesAndSections) {
     long double gain = t.current - t.last;
     if (t.accepted) {
       EXPECT_GT(gain, 0.01L);  // ten times the default epsilon
-      std::vector<std::string> f = cut(em_stat[t.op], d);
+      std::vector<std::string> f = split_fields(em_stat[t.op], d);
       if (t.part >= 0) {
         EXPECT_EQ(f[2], std::to_string(t.part));
       }
@@ -144,10 +131,10 @@ TEST_P(SmemRun, MessagesAgreeWithRulesAndSections) {
   // The trace: rows below each operation's total update count.
   std::vector<std::string> trace = section_rows(log, "LOGLIKE-SMEM-K" + ks);
   size_t rows = 0;
-  for (const std::string &row : em_stat) rows += std::stoul(cut(row, d)[3]);
+  for (const std::string &row : em_stat) rows += std::stoul(split_fields(row, d)[3]);
   EXPECT_EQ(trace.size(), rows);
   size_t width = 4 + (tc.map ? 2 : 0) + (tc.daem ? 1 : 0);
-  EXPECT_EQ(cut(trace.back(), d).size(), width);
+  EXPECT_EQ(split_fields(trace.back(), d).size(), width);
   EXPECT_EQ(section_rows(log, "LOGLIKE-K" + ks).size(), 0u);
 }
 
@@ -183,7 +170,7 @@ TEST(SmemFilters, CandidateLimit) {
   for (const Tried &t : read_tried(r.err)) EXPECT_EQ(t.tried, 0);
   EXPECT_NE(r.err.find("  <<The number of rejected split-merge candidates reached the limit>>\n"), std::string::npos);
   for (const std::string &row : section_rows(dir.read("titanic_log.txt"), "SMEM-OP-STAT-K4"))
-    EXPECT_LE(std::stoi(cut(row, '\t')[2]), 1) << row;
+    EXPECT_LE(std::stoi(split_fields(row, '\t')[2]), 1) << row;
 }
 
 // --min-c-param above every class probability: every candidate is ignored.
