@@ -1,10 +1,11 @@
 // A small pool of worker threads for parallel_ranges. Workers sleep between
 // loops (they never spin), so a busy machine loses no time to idle threads;
 // pieces are taken from a shared counter, the calling thread taking its
-// share too. The pool is made at the first loop and lives until the process
-// ends; its threads are detached and its state is never destroyed, so that an
-// exit from anywhere leaves nothing to tear down. A process forked from one
-// with a pool (a test's death check) makes its own.
+// share too. The pool is made at the first loop run on several threads and
+// lives until the process ends; its threads are detached and its state is
+// never destroyed, so that an exit from anywhere leaves nothing to tear
+// down. A process forked from one with a pool (a test's death check) makes
+// its own.
 #include "base/parallel.h"
 
 #include <cstdlib>
@@ -70,12 +71,20 @@ void worker(Pool *p, int index) {
 // A child made by fork() has none of the workers: it starts a pool of its own.
 void forget_pool_in_child() { pool = nullptr; }
 
+// The number of threads, the caller included; read once.
+int pool_size() {
+  static int size = thread_count_setting(getenv("OMP_NUM_THREADS"), available_cores());
+  return size;
+}
+
+// The workers start at the first loop that runs on more than one thread, so
+// a run whose loops are all small never starts a thread.
 Pool *get_pool() {
   if (pool != nullptr) return pool;
   static bool registered = pthread_atfork(nullptr, nullptr, forget_pool_in_child) == 0;
   (void)registered;
   pool = new Pool;
-  pool->size = thread_count_setting(getenv("OMP_NUM_THREADS"), available_cores());
+  pool->size = pool_size();
   for (int i = 1; i < pool->size; i++) std::thread(worker, pool, i).detach();
   return pool;
 }
@@ -86,16 +95,16 @@ Pool *get_pool() {
 
 #ifdef VESK_THREADS
 
-int max_threads() { return get_pool()->size; }
+int max_threads() { return pool_size(); }
 
 int thread_index() { return my_index; }
 
 void run_pieces(int pieces, void (*fn)(void *ctx, int piece), void *ctx) {
-  Pool *p = get_pool();
-  if (p->size < 2 || p->running || my_index != 0) {
+  if (pool_size() < 2 || my_index != 0 || (pool != nullptr && pool->running)) {
     for (int i = 0; i < pieces; i++) fn(ctx, i);
     return;
   }
+  Pool *p = get_pool();
   {
     std::lock_guard<std::mutex> lock(p->mu);
     p->fn = fn;

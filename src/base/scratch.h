@@ -6,6 +6,7 @@
 #define VESK_BASE_SCRATCH_H
 
 #include <cstddef>
+#include <cstdlib>
 
 #include "base/misc.h"
 
@@ -13,6 +14,28 @@ template <typename T>
 struct ScratchArray {
   T *data = nullptr;
   size_t size = 0, cap = 0;
+
+  // The array owns its block: it can move (into a growing std::vector) but
+  // not be copied, and it frees the block when it goes away.
+  ScratchArray() = default;
+  ScratchArray(const ScratchArray &) = delete;
+  ScratchArray &operator=(const ScratchArray &) = delete;
+  ScratchArray(ScratchArray &&o) noexcept : data(o.data), size(o.size), cap(o.cap) {
+    o.data = nullptr;
+    o.size = o.cap = 0;
+  }
+  ScratchArray &operator=(ScratchArray &&o) noexcept {
+    if (this != &o) {
+      free(data);
+      data = o.data;
+      size = o.size;
+      cap = o.cap;
+      o.data = nullptr;
+      o.size = o.cap = 0;
+    }
+    return *this;
+  }
+  ~ScratchArray() { free(data); }
 
   // Makes room for n elements (old contents kept up to the old size).
   T *resize(size_t n, const char *module, int site) {
