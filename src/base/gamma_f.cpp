@@ -13,7 +13,6 @@ const long double INF = std::numeric_limits<long double>::infinity();
 const double PI = 3.141592653589793;
 const double PI_OVER_2 = 1.5707963267948966;
 const double PI_OVER_4 = 0.7853981633974483;
-const long double EULER = 0.5772156649015329;
 const long double LOG_SQRT_2PI = 0.9189385332046728;
 
 // Horner evaluation of a numerator (started at 0) and a denominator (started at
