@@ -1,11 +1,9 @@
-// Prepared Gaussian densities: the same bits as the formulas evaluated
-// directly for every dimension and every pattern of observed components,
-// close to an independent Cholesky evaluation, and the faults of the direct
-// forms.
+// Prepared Gaussian densities for every dimension and every pattern of
+// observed components against an independent Cholesky evaluation, and the
+// faults of the forms.
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
 #include <vector>
 
 #include "model/gauss.h"
@@ -14,117 +12,67 @@
 
 namespace {
 
-const long double kPi = 3.14159265358979323846264338327950288L;
-
-bool same_bits(long double a, long double b) { return memcmp(&a, &b, 10) == 0; }
-
-// log N(x; mu, S) through the Cholesky factor L: log det S = 2 sum log L_ii
-// and the quadratic form is |L^-1 (x - mu)|^2.
-long double cholesky_density(const std::vector<long double> &x, const std::vector<long double> &mu,
-                             const std::vector<std::vector<long double>> &s) {
-  size_t d = x.size();
+// log N(x_o; mu_o, S_oo) over the observed components o through the Cholesky
+// factor L of S_oo: log det = 2 sum log L_ii, the quadratic form |L^-1 (x_o - mu_o)|^2.
+long double cholesky_density(const long double *x, const long double *mu, long double *const *s,
+                             const std::vector<int> &observed) {
+  std::vector<int> o;
+  for (size_t i = 0; i < observed.size(); i++)
+    if (observed[i]) o.push_back(static_cast<int>(i));
+  size_t d = o.size();
   std::vector<std::vector<long double>> l(d, std::vector<long double>(d, 0));
+  long double logdet = 0, q = 0;
+  std::vector<long double> z(d);
   for (size_t j = 0; j < d; j++) {
-    long double t = s[j][j];
+    long double t = s[o[j]][o[j]];
     for (size_t k = 0; k < j; k++) t -= l[j][k] * l[j][k];
     l[j][j] = sqrtl(t);
     for (size_t i = j + 1; i < d; i++) {
-      long double u = s[i][j];
+      long double u = s[o[i]][o[j]];
       for (size_t k = 0; k < j; k++) u -= l[i][k] * l[j][k];
       l[i][j] = u / l[j][j];
     }
+    long double v = x[o[j]] - mu[o[j]];
+    for (size_t k = 0; k < j; k++) v -= l[j][k] * z[k];
+    z[j] = v / l[j][j];
+    q += z[j] * z[j];
+    logdet += 2 * logl(l[j][j]);
   }
-  long double logdet = 0, q = 0;
-  std::vector<long double> z(d);
-  for (size_t i = 0; i < d; i++) {
-    long double t = x[i] - mu[i];
-    for (size_t k = 0; k < i; k++) t -= l[i][k] * z[k];
-    z[i] = t / l[i][i];
-    q += z[i] * z[i];
-    logdet += 2 * logl(l[i][i]);
-  }
-  return -0.5L * (q + logdet + d * logl(2 * kPi));
+  return -0.5L * (q + logdet + d * logl(2 * 3.14159265358979323846264338327950288L));
 }
 
-class GaussFormTest : public PooledTest {
- protected:
-  // A d-dimensional problem: S = A A' + I/2 with A from a fixed stream.
-  void make(int d, unsigned seed) {
-    unsigned long long st = seed;
-    auto next = [&st] {
-      st = st * 6364136223846793005ULL + 1442695040888963407ULL;
-      return static_cast<long double>(st >> 11) / 9007199254740992.0L - 0.5L;
-    };
-    x = zeros(d);
-    mu = zeros(d);
-    s = mat(d, d);
-    p = mat(d, d);
-    std::vector<std::vector<long double>> a(d, std::vector<long double>(d));
+using GaussFormTest = PooledTest;
+
+TEST_F(GaussFormTest, EveryDimensionAndPatternOfObservedComponents) {
+  for (int d : {1, 2, 3, 4, 5, 6, 7, 8, 9, 40}) {
+    // S = A A' + I/2 with A from a fixed stream.
+    reference::Lcg r{100ULL + d};
+    Vector x = zeros(d), mu = zeros(d);
+    Matrix s = mat(d, d), p = mat(d, d), a = mat(d, d);
     for (int i = 0; i < d; i++) {
-      x[i] = 3 * next();
-      mu[i] = next();
-      for (int j = 0; j < d; j++) a[i][j] = next();
+      x[i] = 3 * (r.next() - 0.5L);
+      mu[i] = r.next() - 0.5L;
+      for (int j = 0; j < d; j++) a[i][j] = r.next() - 0.5L;
     }
     for (int i = 0; i < d; i++)
       for (int j = 0; j < d; j++) {
-        long double t = i == j ? 0.5L : 0.0L;
-        for (int k = 0; k < d; k++) t += a[i][k] * a[j][k];
-        s[i][j] = t;
+        s[i][j] = i == j ? 0.5L : 0.0L;
+        for (int k = 0; k < d; k++) s[i][j] += a[i][k] * a[j][k];
       }
-    det = invert_c(s, p);
-  }
-
-  // The observed parts of x, mu and S as plain arrays for the Cholesky check.
-  void observed_parts(const int *obs, std::vector<long double> *xo, std::vector<long double> *mo,
-                      std::vector<std::vector<long double>> *so) {
-    int d = vector_size(x);
-    for (int i = 0; i < d; i++) {
-      if (!obs[i]) continue;
-      xo->push_back(x[i]);
-      mo->push_back(mu[i]);
-      so->emplace_back();
-      for (int j = 0; j < d; j++)
-        if (obs[j]) so->back().push_back(s[i][j]);
-    }
-  }
-
-  Vector x, mu;
-  Matrix s, p;
-  long double det;
-};
-
-TEST_F(GaussFormTest, FullyObservedEveryDimension) {
-  for (int d : {1, 2, 3, 4, 5, 6, 7, 8, 9, 40}) {
-    make(d, 100 + d);
+    long double det = invert_c(s, p);
     GaussForm f;
     prepare_gauss_prec(&f, mu, s, p, det);
-    long double got = lgauss_form(f, x);
-    EXPECT_TRUE(same_bits(got, reference::lgauss_prec(x, mu, s, p, det, d))) << d;
-    EXPECT_TRUE(same_bits(lgauss_prec(x, mu, s, p, det), got)) << d;
-    std::vector<int> all(d, 1);
-    std::vector<long double> xo, mo;
-    std::vector<std::vector<long double>> so;
-    observed_parts(all.data(), &xo, &mo, &so);
-    EXPECT_NEAR(got, cholesky_density(xo, mo, so), 1e-15L * (1 + fabsl(got))) << d;
-  }
-}
-
-TEST_F(GaussFormTest, EveryPatternOfObservedComponents) {
-  for (int d : {2, 3, 4, 7}) {
-    make(d, 200 + d);
-    for (int mask = 1; mask < (1 << d); mask++) {
-      std::vector<int> obs(d);
-      for (int i = 0; i < d; i++) obs[i] = (mask >> i) & 1;
-      GaussForm f;
+    long double got = lgauss_form(f, x), want = cholesky_density(x, mu, s, std::vector<int>(d, 1));
+    EXPECT_NEAR(got, want, 1e-15L * (1 + fabsl(want))) << d;
+    // Every pattern up to 7 dimensions (the first one complete), beyond only the complete one.
+    int patterns = d <= 7 ? (1 << d) - 1 : 1;
+    for (int m = 0; m < patterns; m++) {
+      std::vector<int> obs(d, 1);
+      for (int i = 0; i < d && m > 0; i++) obs[i] = (((1 << d) - 1 - m) >> i) & 1;
       prepare_gauss_marginal(&f, mu, s, obs.data());
-      long double got = 0;
       ASSERT_EQ(lgauss_form_checked(f, x, &got), GAUSS_OK);
-      EXPECT_TRUE(same_bits(got, reference::lgauss_marginal(x, mu, s, obs.data()))) << d << " " << mask;
-      EXPECT_TRUE(same_bits(lgauss_marginal(x, mu, s, obs.data()), got));
-      std::vector<long double> xo, mo;
-      std::vector<std::vector<long double>> so;
-      observed_parts(obs.data(), &xo, &mo, &so);
-      EXPECT_NEAR(got, cholesky_density(xo, mo, so), 1e-15L * (1 + fabsl(got))) << d << " " << mask;
+      want = cholesky_density(x, mu, s, obs);
+      EXPECT_NEAR(got, want, 1e-15L * (1 + fabsl(want))) << d << " " << m;
     }
   }
 }
@@ -139,8 +87,6 @@ TEST_F(GaussFormTest, Faults) {
   prepare_gauss_marginal(&f, z, bad, three);
   long double r = 0;
   EXPECT_EQ(lgauss_form_checked(f, z, &r), GAUSS_SINGULAR);
-  EXPECT_EXIT(lgauss_marginal(z, z, bad, three), ::testing::ExitedWithCode(1),
-              "Numerical error \\(lgauss_mv\\): Failed to invert covariances");
   // A negative variance gives not-a-number; a far point under a tiny one
   // overflows the quadratic term.
   Vector one = vec({0}), far = vec({1e10L});
