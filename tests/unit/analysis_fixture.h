@@ -14,6 +14,8 @@
 #include "model/allocate.h"
 #include "model/cluster.h"
 
+using Dists = std::vector<std::vector<long double>>;  // one distribution over the classes per item
+
 class AnalysisTest : public ::testing::Test {
  protected:
   std::string dir;
@@ -32,8 +34,6 @@ class AnalysisTest : public ::testing::Test {
     std::string cmd = "rm -rf '" + dir + "'";
     if (system(cmd.c_str()) != 0) ADD_FAILURE() << cmd;
   }
-
-  // Releases what load() allocated; a second load() in one test starts over.
   void unload() {
     release_prob_mem();
     release_param();
@@ -53,19 +53,35 @@ class AnalysisTest : public ::testing::Test {
     alloc_prob_mem();
   }
 
-  // Membership distributions, one vector over the classes per item.
-  void set_case_members(const std::vector<std::vector<long double>> &m) {
+  void set_case_members(const Dists &m) {
     for (size_t n = 0; n < m.size(); n++)
       for (size_t k = 0; k < m[n].size(); k++) member.prob_mem_case[k][n] = m[n][k];
   }
-  void set_value_members(int d, const std::vector<std::vector<long double>> &m) {
+  void set_value_members(int d, const Dists &m) {
     for (size_t v = 0; v < m.size(); v++)
       for (size_t k = 0; k < m[v].size(); k++) member.prob_mem_w[k][d][v] = m[v][k];
   }
-  void set_group_members(int g, const std::vector<std::vector<long double>> &m) {
+  void set_group_members(int g, const Dists &m) {
     for (size_t n = 0; n < m.size(); n++)
       for (size_t k = 0; k < m[n].size(); k++) member.prob_mem_g[k][g][n] = m[n][k];
   }
+
+  // What `writer` writes to a file.
+  template <typename Writer>
+  std::string written(Writer writer) {
+    FILE *fp = fopen(path("out.txt").c_str(), "wb");
+    writer(fp);
+    fclose(fp);
+    return read_text(path("out.txt").c_str());
+  }
 };
+
+// The text of one section of a result file.
+inline std::string section(const std::string &text, const std::string &id) {
+  size_t start = text.find("#### ID:" + id + "\n");
+  if (start == std::string::npos) return "";
+  size_t end = text.find("#### ID:", start + 1);
+  return text.substr(start, end == std::string::npos ? std::string::npos : end - start);
+}
 
 #endif
