@@ -5,6 +5,7 @@
 #define VESK_TESTS_ANALYSIS_FIXTURE_H
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <string>
@@ -46,6 +47,9 @@ class AnalysisTest : public ::testing::Test {
   void load(const Roles &roles, const char *rows, const std::vector<long double> &c) {
     unload();
     read_text_as(roles, rows);
+    std::string file = settings.fname_freq;  // read: the file and its folder go
+    remove(file.c_str());
+    rmdir(file.substr(0, file.rfind('/')).c_str());
     settings.format_out = FORMAT_CSV;
     settings.num_class = static_cast<int>(c.size());
     alloc_param();
@@ -75,13 +79,5 @@ class AnalysisTest : public ::testing::Test {
     return read_text(path("out.txt").c_str());
   }
 };
-
-// The text of one section of a result file.
-inline std::string section(const std::string &text, const std::string &id) {
-  size_t start = text.find("#### ID:" + id + "\n");
-  if (start == std::string::npos) return "";
-  size_t end = text.find("#### ID:", start + 1);
-  return text.substr(start, end == std::string::npos ? std::string::npos : end - start);
-}
 
 #endif

@@ -47,12 +47,8 @@ class EvalTest : public AnalysisTest {
     set_up(rows, k, pred);
     for (size_t i = 0; i < want.size(); i++) {
       long double got = eval.*kMeasures[i], w = want[i];
-      if (std::isnan(w))
-        EXPECT_TRUE(std::isnan(got)) << i << ": " << static_cast<double>(got);
-      else if (std::isinf(w))
-        EXPECT_EQ(got, w) << i;
-      else
-        EXPECT_NEAR(static_cast<double>(got), static_cast<double>(w), 1e-15 * (1 + fabsl(w))) << i;
+      EXPECT_TRUE(std::isnan(w) ? std::isnan(got) : got == w || fabsl(got - w) <= 1e-15L * (1 + fabsl(w)))
+          << i << ": " << static_cast<double>(got) << " vs " << static_cast<double>(w);
     }
     release();
   }

@@ -23,6 +23,14 @@ TEST(RankIndices, StableDecreasingOrderWithTiesAndNaN) {
   EXPECT_EQ(got, (std::vector<int>{4, 8, 0, 3, 7, 2, 5, 10, 9, 1, 6, 11}));
 }
 
+// The text of one section of a result file.
+inline std::string section(const std::string &text, const std::string &id) {
+  size_t start = text.find("#### ID:" + id + "\n");
+  if (start == std::string::npos) return "";
+  size_t end = text.find("#### ID:", start + 1);
+  return text.substr(start, end == std::string::npos ? std::string::npos : end - start);
+}
+
 const Roles kRoles{3, "1", -1, 2};
 const char kRows[] = "a,1,yes\nb,2,no\na,3,no\nc,4,yes\nb,5,yes\n";
 const char kComment[] = "#### -- in the decending order of the class probs. and the membership probs.\n####\n";
