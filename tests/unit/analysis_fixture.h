@@ -5,6 +5,7 @@
 #define VESK_TESTS_ANALYSIS_FIXTURE_H
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <string>
@@ -13,6 +14,8 @@
 #include "case_file_util.h"
 #include "model/allocate.h"
 #include "model/cluster.h"
+
+using Dists = std::vector<std::vector<long double>>;  // one distribution over the classes per item
 
 class AnalysisTest : public ::testing::Test {
  protected:
@@ -32,8 +35,6 @@ class AnalysisTest : public ::testing::Test {
     std::string cmd = "rm -rf '" + dir + "'";
     if (system(cmd.c_str()) != 0) ADD_FAILURE() << cmd;
   }
-
-  // Releases what load() allocated; a second load() in one test starts over.
   void unload() {
     release_prob_mem();
     release_param();
@@ -46,6 +47,9 @@ class AnalysisTest : public ::testing::Test {
   void load(const Roles &roles, const char *rows, const std::vector<long double> &c) {
     unload();
     read_text_as(roles, rows);
+    std::string file = settings.fname_freq;  // read: the file and its folder go
+    remove(file.c_str());
+    rmdir(file.substr(0, file.rfind('/')).c_str());
     settings.format_out = FORMAT_CSV;
     settings.num_class = static_cast<int>(c.size());
     alloc_param();
@@ -53,18 +57,26 @@ class AnalysisTest : public ::testing::Test {
     alloc_prob_mem();
   }
 
-  // Membership distributions, one vector over the classes per item.
-  void set_case_members(const std::vector<std::vector<long double>> &m) {
+  void set_case_members(const Dists &m) {
     for (size_t n = 0; n < m.size(); n++)
       for (size_t k = 0; k < m[n].size(); k++) member.prob_mem_case[k][n] = m[n][k];
   }
-  void set_value_members(int d, const std::vector<std::vector<long double>> &m) {
+  void set_value_members(int d, const Dists &m) {
     for (size_t v = 0; v < m.size(); v++)
       for (size_t k = 0; k < m[v].size(); k++) member.prob_mem_w[k][d][v] = m[v][k];
   }
-  void set_group_members(int g, const std::vector<std::vector<long double>> &m) {
+  void set_group_members(int g, const Dists &m) {
     for (size_t n = 0; n < m.size(); n++)
       for (size_t k = 0; k < m[n].size(); k++) member.prob_mem_g[k][g][n] = m[n][k];
+  }
+
+  // What `writer` writes to a file.
+  template <typename Writer>
+  std::string written(Writer writer) {
+    FILE *fp = fopen(path("out.txt").c_str(), "wb");
+    writer(fp);
+    fclose(fp);
+    return read_text(path("out.txt").c_str());
   }
 };
 
