@@ -1,8 +1,8 @@
 // The annealed E-step on a table with a discrete attribute, a two- and a
 // one-dimensional Gaussian group and missing values of every kind, against
-// the joint log density written out in the test: the tempered complete-data
-// values are beta times it (log scale) or its exponential (plain scale), and
-// the posteriors are the normalised exponentials of beta times it.
+// the joint log density l_k written out in the test: the tempered complete
+// values are beta l_k (log scale) or exp(beta l_k) (plain scale), and the
+// posteriors are the normalised exp(beta l_k).
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -17,12 +17,7 @@ using gauss_ref::Sym2;
 // Column 0 discrete (a, b), columns 1-2 one group, column 3 another. Case 2
 // lacks x1, case 3 lacks its discrete value, x2 and x3, case 5 lies far out
 // so that its untempered probability falls below the 1e-60 floor.
-const char kCases[] =
-    "a,1.0,2.0,0.5\n"
-    "b,NA,1.5,-1\n"
-    "?,0.3,NA,NA\n"
-    "a,2,1,0.1\n"
-    "b,-0.5,0.25,40\n";
+const char kCases[] = "a,1.0,2.0,0.5\nb,NA,1.5,-1\n?,0.3,NA,NA\na,2,1,0.1\nb,-0.5,0.25,40\n";
 const int kValue[5] = {0, 1, -1, 0, 1};
 const long double kNA = NAN;
 const long double kX[5][3] = {{1.0L, 2.0L, 0.5L}, {kNA, 1.5L, -1}, {0.3L, kNA, kNA}, {2, 1, 0.1L},
@@ -48,80 +43,44 @@ long double joint_log(int k, int e) {
   return l;
 }
 
-class AnnealedEStep : public ::testing::Test {
- protected:
-  void SetUp() override {
-    em_fixture::load(3, 4, "1-2#3", kCases);
-    for (int k = 0; k < 3; k++) {
-      model.param_c[k] = kC[k];
-      for (int v = 0; v < 2; v++) model.param_w[k][0][v] = kW[k][v];
-      for (int i = 0; i < 2; i++) model.param_u[k][0][i] = kMu2[k][i];
-      Matrix s = model.param_s[k][0];
-      s[0][0] = kS2[k].a;
-      s[0][1] = s[1][0] = kS2[k].b;
-      s[1][1] = kS2[k].c;
-      model.param_u[k][1][0] = kMu1[k];
-      model.param_s[k][1][0][0] = kVar1[k];
-    }
-    ASSERT_EQ(refresh_precisions(), 0);
+TEST(AnnealedEStep, TemperedJointsAndPosteriorsOnBothScales) {
+  em_fixture::load(3, 4, "1-2#3", kCases);
+  for (int k = 0; k < 3; k++) {
+    model.param_c[k] = kC[k];
+    for (int v = 0; v < 2; v++) model.param_w[k][0][v] = kW[k][v];
+    for (int i = 0; i < 2; i++) model.param_u[k][0][i] = kMu2[k][i];
+    gauss_ref::store(model.param_s[k][0], kS2[k]);
+    model.param_u[k][1][0] = kMu1[k];
+    model.param_s[k][1][0][0] = kVar1[k];
   }
-  void TearDown() override { em_fixture::unload(); }
-
-  // Chooses the scale: the log scale needs the option and strict smoothing.
-  void use_scale(bool log_scale) {
-    settings.mode_log_scale = log_scale;
-    settings.mode_smooth_strict = log_scale;
-  }
-};
-
-TEST_F(AnnealedEStep, TemperedJointIsBetaTimesTheLogJoint) {
+  ASSERT_EQ(refresh_precisions(), 0);
   for (long double beta : {1.0L, 0.37L, 0.01L}) {
-    model.itemp = beta;
-    use_scale(true);
-    compute_complete_prob_daem();
-    for (int k = 0; k < 3; k++)
-      for (int e = 0; e < 5; e++)
-        EXPECT_NEAR(model.prob_comp[k][e], beta * joint_log(k, e), 1e-12L) << k << e << " " << beta;
-    use_scale(false);
-    compute_complete_prob_daem();
-    for (int k = 0; k < 3; k++)
-      for (int e = 0; e < 5; e++) {
-        long double want = expl(beta * joint_log(k, e));
-        EXPECT_NEAR(model.prob_comp[k][e], want, 1e-12L * want) << k << e << " " << beta;
-      }
-  }
-}
-
-// P(k | x) under annealing: exp(beta l_k) normalised over the classes, on
-// both scales; in plain scale a case whose tempered P(x) is below 1e-60 gets
-// no posterior at all, which annealing lifts for the far case.
-TEST_F(AnnealedEStep, PosteriorsAreNormalisedTemperedJoints) {
-  for (long double beta : {1.0L, 0.37L, 0.01L}) {
-    for (bool log_scale : {true, false}) {
+    for (int log_scale : {1, 0}) {
       model.itemp = beta;
-      use_scale(log_scale);
+      settings.mode_log_scale = settings.mode_smooth_strict = log_scale;  // the log scale needs both
       compute_complete_prob_daem();
       compute_incomplete_prob();
       compute_conditional_prob();
       for (int e = 0; e < 5; e++) {
-        long double mx = beta * joint_log(0, e), sum = 0;
-        for (int k = 1; k < 3; k++) mx = fmaxl(mx, beta * joint_log(k, e));
-        for (int k = 0; k < 3; k++) sum += expl(beta * joint_log(k, e) - mx);
+        long double l[3], mx = -HUGE_VALL, sum = 0;
+        for (int k = 0; k < 3; k++) mx = fmaxl(mx, l[k] = beta * joint_log(k, e));
+        for (int k = 0; k < 3; k++) sum += expl(l[k] - mx);
         long double log_px = mx + logl(sum);
-        if (log_scale) {
-          EXPECT_NEAR(model.prob_incomp[e], log_px, 1e-12L) << e << " " << beta;
-        }
-        bool floored = !log_scale && log_px <= logl(1e-60L);
+        if (log_scale) EXPECT_NEAR(model.prob_incomp[e], log_px, 1e-12L) << e << " " << beta;
+        else EXPECT_NEAR(model.prob_incomp[e], expl(log_px), 1e-12L * expl(log_px)) << e << " " << beta;
+        bool floored = !log_scale && log_px <= logl(1e-60L);  // no posterior then
         for (int k = 0; k < 3; k++) {
-          long double want = floored ? 0 : expl(beta * joint_log(k, e) - log_px);
-          EXPECT_NEAR(model.prob_cond[k][e], want, 1e-13L) << k << e << " " << beta << log_scale;
+          long double want = log_scale ? l[k] : expl(l[k]);
+          EXPECT_NEAR(model.prob_comp[k][e], want, 1e-12L * (log_scale ? 1 : want)) << k << e << " " << beta;
+          EXPECT_NEAR(model.prob_cond[k][e], floored ? 0 : expl(l[k] - log_px), 1e-13L) << k << e << " " << beta;
         }
       }
     }
   }
-  // The far case: floored when untempered, lifted at beta = 0.01.
+  // The far case: floored when untempered, lifted at beta = 0.01 (the last pass).
   EXPECT_LT(joint_log(0, 4), logl(1e-60L));
   EXPECT_GT(model.prob_cond[0][4] + model.prob_cond[1][4] + model.prob_cond[2][4], 0.99L);
+  em_fixture::unload();
 }
 
 }  // namespace

@@ -17,7 +17,17 @@ struct Sym2 {  // a symmetric 2x2 matrix
   Sym2 scaled(long double f) const { return {a * f, b * f, c * f}; }
 };
 
-inline long double trace_product(const Sym2 &x, const Sym2 &y) { return x.a * y.a + 2 * x.b * y.b + x.c * y.c; }
+// To and from a 2x2 model matrix.
+inline void store(long double *const *m, const Sym2 &s) {
+  m[0][0] = s.a;
+  m[0][1] = m[1][0] = s.b;
+  m[1][1] = s.c;
+}
+inline Sym2 load(long double *const *m) { return {m[0][0], m[0][1], m[1][1]}; }
+
+inline long double max_diff(const Sym2 &x, const Sym2 &y) {
+  return fmaxl(fabsl(x.a - y.a), fmaxl(fabsl(x.b - y.b), fabsl(x.c - y.c)));
+}
 
 inline long double log_normal1(long double x, long double mu, long double var) {
   return -0.5L * logl(2 * kPi * var) - 0.5L * (x - mu) * (x - mu) / var;
@@ -33,9 +43,10 @@ inline long double log_normal2(const long double x[2], const long double mu[2], 
 // log W(X; V, nu) for 2x2 X with scale V (mean nu V), given V's inverse.
 inline long double log_wishart2(const Sym2 &x, const Sym2 &v_inverse, long double nu) {
   long double log_v = -logl(v_inverse.det());
+  long double trace = v_inverse.a * x.a + 2 * v_inverse.b * x.b + v_inverse.c * x.c;
   return -nu * logl(2.0L) - 0.5L * logl(kPi) - std::lgamma(static_cast<double>(nu / 2)) -
          std::lgamma(static_cast<double>((nu - 1) / 2)) - 0.5L * nu * log_v +
-         0.5L * (nu - 3) * logl(x.det()) - 0.5L * trace_product(v_inverse, x);
+         0.5L * (nu - 3) * logl(x.det()) - 0.5L * trace;
 }
 
 // The one-dimensional Wishart: a scaled chi-square, W(x; v, nu).

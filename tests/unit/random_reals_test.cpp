@@ -14,12 +14,6 @@ TEST(RandomReals, ClosedAndOpenIntervals) {
   init_genrand(5489U);
   EXPECT_NEAR(genrand_real3(), 0.814723692019470036029815673828, 1e-16);  // (x + 0.5) / 2^32
   EXPECT_NEAR(genrand_real3(), 0.135477004223503172397613525391, 1e-16);
-  // Over many draws the open interval never reaches its ends.
-  for (int i = 0; i < 100000; i++) {
-    double u = genrand_real3();
-    ASSERT_GT(u, 0.0);
-    ASSERT_LT(u, 1.0);
-  }
 }
 
 }  // namespace
