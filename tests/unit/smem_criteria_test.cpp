@@ -120,8 +120,7 @@ TEST_F(MixedModel, JsplitFloorsDensityAndShare) {
 // 1/2 log(3/2) + 1/2 log(3/4) for the uniform density.
 TEST(SmemDegenerate, IdenticalClassesHaveClosedForms) {
   em_fixture::load(4, 1, nullptr, "a,2\nb,1\nc,1\n");
-  alloc_jmerge();
-  alloc_jsplit();
+  alloc_smem();
   const long double wv[2][3] = {{0.5L, 0.25L, 0.25L}, {1 / 3.0L, 1 / 3.0L, 1 / 3.0L}};
   const long double expect_js[2] = {0, 0.5L * logl(1.5L) + 0.5L * logl(0.75L)};
   for (int t = 0; t < 4; t++) {
@@ -138,8 +137,7 @@ TEST(SmemDegenerate, IdenticalClassesHaveClosedForms) {
       EXPECT_NEAR(smem.jsplit[i], expect_js[t / 2], 1e-17L) << t;
     }
   }
-  release_jsplit();
-  release_jmerge();
+  release_smem();
   em_fixture::unload();
 }
 

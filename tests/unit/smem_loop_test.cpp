@@ -60,39 +60,27 @@ TEST(SmemPartial, UpdateTouchesOnlyThreeClasses) {
   em_fixture::unload();
 }
 
-// Two distant groups of cases and a class sitting on the far one; messages
-// go to `msg`.
-void distant_pair(FILE *msg) {
-  em_fixture::load(3, 2, "-", "0,0\n0.5,0.2\n-0.3,0.4\n0.2,-0.5\n-0.4,-0.1\n10,10\n11,12\n");
-  settings.num_sm = 2;
-  alloc_smem();
-  settings.fp_msg = msg;
-  const long double mean[3][2] = {{0, 0}, {0.1L, 0}, {10.5L, 11}};
-  for (int k = 0; k < 3; k++) {
-    model.param_c[k] = k == 2 ? 0.2L : 0.4L;
-    for (int m = 0; m < 2; m++) {
-      model.param_u[k][0][m] = mean[k][m];
-      for (int q = 0; q < 2; q++) model.param_s[k][0][m][q] = m == q ? (k == 2 ? 0.5L : 0.2L) : 0;
-    }
-  }
-  ASSERT_EQ(refresh_precisions(), 0);
-  smem_estep();
-}
-
-// The whole message text: a singular covariance of class k after `iters` updates.
-std::string singular_re(int iters, int k) {
-  return "^ \\(Stopped: " + std::to_string(iters) + " iters -- singular covars \\(det=-?[0-9.]+e[-+][0-9]+\\) at "
-         "class#=" + std::to_string(k) + ", gauss#=0\\)\tL=-[0-9.]+\n$";
-}
-
-// The first partial update gives both halves of the split class a covariance
-// of rank one: the partial EM ends without an update, and nothing stops. A
-// singular covariance in the full EM ends that run at the update reached; its
+// Two distant groups of cases and a class sitting on the far one. The first
+// partial update gives both halves of the split class a covariance of rank
+// one: the partial EM ends without an update, and nothing stops. A singular
+// covariance in the full EM ends that run at the update reached; its
 // objective is the one judged.
 TEST(SmemSingular, EndsPartialOrFullEm) {
+  const long double mean[3][2] = {{0, 0}, {0.1L, 0}, {10.5L, 11}};
   for (bool partial : {true, false}) {
-    FILE *msg = tmpfile();
-    distant_pair(msg);
+    em_fixture::load(3, 2, "-", "0,0\n0.5,0.2\n-0.3,0.4\n0.2,-0.5\n-0.4,-0.1\n10,10\n11,12\n");
+    settings.num_sm = 1;
+    alloc_smem();
+    settings.fp_msg = tmpfile();
+    for (int k = 0; k < 3; k++) {
+      model.param_c[k] = k == 2 ? 0.2L : 0.4L;
+      for (int m = 0; m < 2; m++) {
+        model.param_u[k][0][m] = mean[k][m];
+        for (int q = 0; q < 2; q++) model.param_s[k][0][m][q] = m == q ? (k == 2 ? 0.5L : 0.2L) : 0;
+      }
+    }
+    ASSERT_EQ(refresh_precisions(), 0);
+    smem_estep();
     if (partial) {
       initialize_param_part(SmCandidate{0, 1, 2});
       compute_complete_prob();
@@ -105,10 +93,12 @@ TEST(SmemSingular, EndsPartialOrFullEm) {
       EXPECT_EQ(smem_iterate_full(1, 3, 100, 1.0L), 3);
       EXPECT_EQ(model.final_lambda, smem.lambda_sm[1][3]);
     }
-    std::string text = stream_text(msg);
-    EXPECT_TRUE(::testing::internal::RE::PartialMatch(text, singular_re(partial ? 0 : 3, partial ? 1 : 2))) << text;
+    std::string text = stream_text(settings.fp_msg), re = std::string("^ \\(Stopped: ") + (partial ? "0" : "3") +
+        " iters -- singular covars \\(det=-?[0-9.]+e[-+][0-9]+\\) at class#=" + (partial ? "1" : "2") +
+        ", gauss#=0\\)\tL=-[0-9.]+\n$";
+    EXPECT_TRUE(::testing::internal::RE::PartialMatch(text, re)) << text;
+    fclose(settings.fp_msg);
     settings.fp_msg = nullptr;
-    fclose(msg);
     release_smem();
     em_fixture::unload();
   }
@@ -122,21 +112,20 @@ TEST(SmemRun, FinalModelIsKeptAndNeverWorse) {
   for (int g = 0; g < 3; g++)
     for (int n = 0; n < 6 + 3 * g; n++) text += std::to_string(g * 4.5L + 0.13L * n - 0.05L * (n % 3)) + "\n";
   em_fixture::load(4, 1, "0", text);
-  FILE *msg = tmpfile();
-  settings.fp_msg = msg;
+  settings.fp_msg = tmpfile();
   settings.num_sm = 4;
   settings.epsilon = 1e-9L;
   settings.min_smem_improve = 0.01L;
   init_genrand(5);
   smem_iterate(0);
   EXPECT_GT(model.final_lambda, model.log_final_lambda[0][0] + 0.01L);
-  EXPECT_NE(stream_text(msg).find("-- Accepted"), std::string::npos);
+  EXPECT_NE(stream_text(settings.fp_msg).find("-- Accepted"), std::string::npos);
   long double ll, lp, lam;
   evaluate_objective(1.0L, &ll, &lp, &lam);
   EXPECT_NEAR(lam, model.final_lambda, 1e-12L);
   EXPECT_EQ(ll, model.final_loglike);
+  fclose(settings.fp_msg);
   settings.fp_msg = nullptr;
-  fclose(msg);
   em_fixture::unload();
 }
 
@@ -156,8 +145,8 @@ TEST(SmemDeathTest, FullEmDecreaseMessage) {
   settings.mode_daem = 0;
   fclose(settings.fp_log);
 }
-// The section texts from counts and traces set by hand, in both file forms:
-// rows below each operation's total update count.
+// The section texts from counts, traces and criteria set by hand, in both
+// file forms: rows below each operation's total update count.
 TEST(SmemSections, ExactTexts) {
   setup_process_state();
   settings.num_class = 3;
@@ -166,7 +155,8 @@ TEST(SmemSections, ExactTexts) {
   long double ll0[3] = {-9, -8, -7.5L}, ll1[3] = {-8, -7, -6.5L}, lp0[3] = {-1, -1, -1}, lp1[3] = {-2, -2, -2};
   long double lam0[3] = {-10, -9, -8.5L}, lam1[3] = {-10, -9, -8.5L}, it0[3] = {0.5L, 0.6L, 1}, it1[3] = {1, 1, 1};
   long double *ll[3] = {ll0, ll1, nullptr}, *lp[3] = {lp0, lp1, nullptr}, *lam[3] = {lam0, lam1, nullptr};
-  long double *it[3] = {it0, it1, nullptr};
+  long double *it[3] = {it0, it1, nullptr}, jm0[3] = {0, 0.5L, 0.25L}, jm1[3] = {0, 0, 2}, *jm[3] = {jm0, jm1, jm1};
+  long double js[3] = {1.5L, -2, 0};
   smem.num_iterate_sm_part = part;
   smem.num_iterate_sm_full = full;
   smem.num_result_rejected = rejected;
@@ -175,6 +165,8 @@ TEST(SmemSections, ExactTexts) {
   smem.log_prior_sm = lp;
   smem.lambda_sm = lam;
   smem.log_itemp_sm = it;
+  smem.jmerge = jm;
+  smem.jsplit = js;
   FILE *fp = tmpfile();
   settings.format_out = FORMAT_TXT;
   print_num_iterate_sm(fp);
@@ -184,6 +176,8 @@ TEST(SmemSections, ExactTexts) {
   settings.mode_smooth = settings.mode_daem = 1;
   print_loglike_sm(fp);
   print_decrease_sm(fp, 1, 2);
+  print_jmerge(fp);
+  print_jsplit(fp);
   const std::string trace = "#### ID:LOGLIKE-SMEM-K3\n#### Num. of classes, Num. of split-merge operations, "
                             "Num. of updates, Log likelihood";
   EXPECT_EQ(stream_text(fp),
@@ -196,7 +190,9 @@ TEST(SmemSections, ExactTexts) {
                 "3,0,1,-8,-1,-9,0.6\n3,0,2,-7.5,-1,-8.5,1\n3,1,0,-8,-2,-10,1\n3,1,1,-7,-2,-9,1\n"
                 "#### ID:ERR-MSG-DECREASE\n#### -- Log posterior prob. decreased!\n####\nNumberOfClasses,3\n"
                 "SplitMergeOperation,1\nNumberOfUpdates,2\nLogLikelihoodBeforeUpdate,-7\n"
-                "LogLikelihoodAfterUpdate,-6.5\nLogPostProbBeforeUpdate,-9\nLogPostProbAfterUpdate,-8.5\n");
+                "LogLikelihoodAfterUpdate,-6.5\nLogPostProbBeforeUpdate,-9\nLogPostProbAfterUpdate,-8.5\n"
+                "#### ID:JMERGE\n#### Class 1, Class 2, Jmerge\n####\n0,1,0.5\n0,2,0.25\n1,2,2\n"
+                "#### ID:JSPLIT\n#### Class 1, Class 2, Jsplit\n####\n0,1.5\n1,-2\n2,0\n");
   fclose(fp);
   smem = Smem();
   settings.mode_smooth = settings.mode_daem = 0;
