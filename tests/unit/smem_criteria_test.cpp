@@ -15,6 +15,8 @@
 
 namespace {
 
+// Case counts, P(x_e | k) and P(k | x_e) of the installed model, worked out
+// by the reference E-step.
 long double cnt(int e) { return cases.freq_list[e].count; }
 long double density(int k, int e) { return reference::complete(k, e, false, false, 1) / model.param_c[k]; }
 long double posterior(int k, int e) {
