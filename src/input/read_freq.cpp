@@ -172,6 +172,8 @@ void alloc_table(int n) {
     cases.ht = static_cast<HashTable *>(xmalloc0(sizeof(HashTable) * (d > 0 ? d : 1), MODULE, 10));
     for (int a = 0; a < d; a++) init_hashtable(&cases.ht[a]);
   }
+  cases.num_attr_d = d;
+  cases.num_groups = gs;
   init_hashtable(&cases.ht_vec);
   init_hashtable(&cases.ht_case_id);
   init_hashtable(&cases.ht_class);
@@ -520,12 +522,12 @@ void read_freq() {
 
 void release_freq() {
   release_line_state(&line_state);
-  int d = settings.tuple_size_d;
+  int d = cases.num_attr_d;
   for (int a = 0; a < d && cases.ht != nullptr; a++) release_hashtable(&cases.ht[a]);
   for (int a = 0; a < d && cases.word_list != nullptr; a++) free(cases.word_list[a]);
   for (int a = 0; a < d && cases.print_order != nullptr; a++) free(cases.print_order[a]);
   for (int a = 0; a < d && cases.word_freq_list != nullptr; a++) free(cases.word_freq_list[a]);
-  for (int g = 0; g < settings.gauss_size && cases.num_miss_g != nullptr; g++) free(cases.num_miss_g[g]);
+  for (int g = 0; g < cases.num_groups && cases.num_miss_g != nullptr; g++) free(cases.num_miss_g[g]);
   HashTable *tables[] = {&cases.ht_vec, &cases.ht_case_id, &cases.ht_class};
   for (HashTable *t : tables) release_hashtable(t);
   void *arrays[] = {cases.ht, cases.word_list, cases.print_order, cases.word_freq_list, cases.num_word,

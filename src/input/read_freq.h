@@ -41,6 +41,9 @@ struct CaseTable {
   int *num_miss_w;             // per discrete attribute: count of cases with it missing
   int **num_miss_g;            // per group, per component: count of cases with it missing
   long long total_num_miss_w;  // missing discrete values over the table
+  // Discrete attributes and Gaussian groups the per-attribute and per-group
+  // arrays above were made for (what release_freq frees).
+  int num_attr_d, num_groups;
 };
 extern CaseTable cases;
 

@@ -122,6 +122,7 @@ void read_param_row(SectionReader *r, ClassRows *b) {
 
 void create_dictionaries() {
   cases.ht = static_cast<HashTable *>(calloc_str0(sizeof(HashTable) * (num_d() + 1), kModule, 10));
+  cases.num_attr_d = num_d();
   for (int d = 0; d < num_d(); d++) init_hashtable(&cases.ht[d]);
 }
 

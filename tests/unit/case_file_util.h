@@ -3,9 +3,12 @@
 #ifndef VESK_TESTS_CASE_FILE_UTIL_H
 #define VESK_TESTS_CASE_FILE_UTIL_H
 
+#include <unistd.h>
+
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "driver/init.h"
 #include "input/read_freq.h"
@@ -20,9 +23,25 @@ struct Roles {
   const char *ignore = nullptr;
 };
 
+// The folders made by write_case_file, removed when the process that made
+// them ends (not by a forked death-check child).
+struct CaseFolders {
+  std::vector<std::string> made;
+  pid_t owner = getpid();
+  ~CaseFolders() {
+    if (getpid() != owner) return;
+    for (const std::string &d : made) {
+      std::string cmd = "rm -rf '" + d + "'";
+      if (system(cmd.c_str()) != 0) continue;
+    }
+  }
+};
+
 inline std::string write_case_file(const std::string &text, const char *ext) {
+  static CaseFolders folders;
   char dir[] = "/tmp/vesk_cf_XXXXXX";
-  std::string path = std::string(mkdtemp(dir)) + "/t_freq." + ext;
+  folders.made.push_back(mkdtemp(dir));
+  std::string path = folders.made.back() + "/t_freq." + ext;
   FILE *fp = fopen(path.c_str(), "wb");
   fwrite(text.data(), 1, text.size(), fp);
   fclose(fp);
