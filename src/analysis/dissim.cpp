@@ -257,8 +257,7 @@ void print_dissim_gauss(FILE *fp, int g) {
 void dissim_main() {
   print_msg("Computing dissimilarities between attribute values...");
   stamp_time(&settings.stime_dissim, &settings.stime_lap_dissim);
-  FILE *fp = fopen(settings.fname_dissim, "wb");
-  if (fp == nullptr) die("Couldn't open %s\n", settings.fname_dissim);
+  FILE *fp = open_output(settings.fname_dissim);
   print_dissim_case(fp);
   if (settings.mode_nominal)
     for (int a = 0; a < settings.tuple_size; a++)

@@ -131,8 +131,7 @@ void compute_eval() {
 void eval_main() {
   alloc_eval();
   compute_eval();
-  FILE *fp = fopen(settings.fname_eval, "wb");
-  if (fp == nullptr) die("Couldn't open %s\n", settings.fname_eval);
+  FILE *fp = open_output(settings.fname_eval);
   print_eval(fp);
   fclose(fp);
   release_eval();

@@ -95,8 +95,7 @@ void rank_main() {
   stamp_time(&settings.stime_rank, &settings.stime_lap_rank);
   alloc_rank();
   compute_rank();
-  FILE *fp = fopen(settings.fname_rank, "wb");
-  if (fp == nullptr) die("Couldn't open %s\n", settings.fname_rank);
+  FILE *fp = open_output(settings.fname_rank);
   print_rank(fp);
   fclose(fp);
   release_rank();

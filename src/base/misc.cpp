@@ -391,3 +391,9 @@ void stamp_time(long double *cpu, long double *wall) {
   *cpu = current_sec();
   *wall = elapsed_sec();
 }
+
+FILE *open_output(const char *fname) {
+  FILE *fp = fopen(fname, "wb");
+  if (fp == nullptr) die("Couldn't open %s\n", fname);
+  return fp;
+}

@@ -33,6 +33,10 @@ void set_exit_handler(ExitHandler handler);
 [[noreturn]] void die_alloc(const char *module, int site);
 [[noreturn]] void die_realloc(const char *module, int site);
 
+// Opens a result file for writing (binary, truncated); a failure ends the
+// run with "Couldn't open <name>".
+FILE *open_output(const char *fname);
+
 // Allocation; failures print the allocation message to stderr and exit 1.
 void *xmalloc0(size_t size, const char *module, int site);
 void *calloc_str0(size_t size, const char *module, int site);

@@ -305,8 +305,7 @@ void cluster_groups() {
 }
 
 void write_cluster_file() {
-  FILE *fp = fopen(settings.fname_cluster, "wb");
-  if (fp == nullptr) die("Couldn't open %s\n", settings.fname_cluster);
+  FILE *fp = open_output(settings.fname_cluster);
   print_cluster(fp);
   fclose(fp);
 }
@@ -345,8 +344,7 @@ void member_main() {
   compute_attr_member_prob();
   release_prob();
   if (!settings.mode_memp) return;
-  FILE *fp = fopen(settings.fname_memp, "wb");
-  if (fp == nullptr) die("Couldn't open %s\n", settings.fname_memp);
+  FILE *fp = open_output(settings.fname_memp);
   print_case_member_prob(fp);
   if (settings.mode_show_attr_memp) print_attr_member_prob(fp);
   fclose(fp);

@@ -382,8 +382,7 @@ void fit_single_k() {
 }
 
 void write_param_file() {
-  FILE *fp = fopen(settings.fname_param, "wb");
-  if (fp == nullptr) die("Couldn't open %s\n", settings.fname_param);
+  FILE *fp = open_output(settings.fname_param);
   print_param(fp);
   fclose(fp);
 }
