@@ -58,21 +58,6 @@ TEST(HashTest, BucketIndexWithHighBytes) {
   release_hashtable(&t);
 }
 
-TEST(HashTest, SortedListings) {
-  HashTable t;
-  init_hashtable(&t);
-  for (const char *k : {"pear", "\xe9t\xe9", "apple", "Zebra", "pear", "apple", "pear"}) register_hashtable(&t, k);
-  HashRecord *by_key = get_entries_sorted_by_key(&t);
-  const char *key_order[] = {"Zebra", "apple", "pear", "\xe9t\xe9"};  // unsigned byte order
-  for (int i = 0; i < 4; i++) EXPECT_STREQ(by_key[i].key, key_order[i]) << i;
-  HashRecord *by_count = get_entries_sorted_by_count(&t);
-  EXPECT_STREQ(by_count[0].key, "pear");
-  EXPECT_STREQ(by_count[1].key, "apple");
-  free(by_key);
-  free(by_count);
-  release_hashtable(&t);
-}
-
 // Enough keys for several growths: the bucket count follows 997, 1995, 3991,
 // ..., the occupied-bucket count is recomputed and stays at most 3/4 of the
 // buckets, and ids, counts and lookups survive.

@@ -1,14 +1,12 @@
 // Parameter and hyperparameter files: a hand-written file read back and
-// written again byte for byte, the stored arrays, the rejection of malformed
-// files with their messages, and mutated files that must end the run cleanly.
+// written again byte for byte, the stored arrays, and the rejection of
+// malformed files with their messages (mutated files: tests/fuzz).
 #include "input/read_param.h"
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -24,20 +22,8 @@ namespace {
 // Columns: 0 discrete (colour), 1 and 2 one Gaussian group, 3 discrete (size).
 void set_mixed_roles() {
   settings.tuple_size = 4;
-  settings.attr_info = static_cast<AttrInfo *>(calloc(4, sizeof(AttrInfo)));
-  settings.attr_info[1] = AttrInfo{1, 0, 0};
-  settings.attr_info[2] = AttrInfo{1, 0, 1};
-  settings.attr_info[3] = AttrInfo{0, 0, 1};
-  settings.gauss_size = 1;
-  settings.gauss_attr_size = static_cast<int *>(calloc(1, sizeof(int)));
-  settings.gauss_attr_size[0] = 2;
-  settings.gauss_attr = static_cast<int **>(calloc(1, sizeof(int *)));
-  settings.gauss_attr[0] = static_cast<int *>(calloc(2, sizeof(int)));
-  settings.gauss_attr[0][0] = 1;
-  settings.gauss_attr[0][1] = 2;
-  settings.tuple_size_c = settings.tuple_size_d = 2;
-  settings.tuple_size_all = 4;
-  settings.mode_nominal = settings.mode_gauss = 1;
+  add_gauss("1-2");
+  build_attr_info();
   settings.format_in = settings.format_out = FORMAT_TXT;
   settings.smooth_w = static_cast<long double *>(calloc(2, sizeof(long double)));
   settings.mode_smooth_auto_w = static_cast<int *>(calloc(2, sizeof(int)));
@@ -225,89 +211,6 @@ TEST_F(ReadParamTest, RejectsMalformedFiles) {
   }
   unlink(settings.fname_param);
   EXPECT_EXIT(read_param(), ::testing::ExitedWithCode(1), "Couldn't open .*t_param.txt\n$");
-}
-
-// ---- mutated files ----------------------------------------------------------
-
-// One random change: truncation, a line swapped, dropped or repeated, a
-// number replaced, junk bytes inserted, or one character changed.
-std::string mutate(std::string text, std::mt19937 &rng) {
-  auto pick = [&rng](size_t n) { return n == 0 ? 0 : static_cast<size_t>(rng() % n); };
-  std::vector<std::string> lines;
-  for (size_t at = 0, end; at < text.size(); at = end) {
-    end = text.find('\n', at);
-    end = end == std::string::npos ? text.size() : end + 1;
-    lines.push_back(text.substr(at, end - at));
-  }
-  if (lines.empty()) return text;
-  size_t i = pick(lines.size()), j = pick(lines.size());
-  static const char *const numbers[] = {"-1", "0", "1e999", "nan", "2147483648", "-0", "1.5", "1e-5000",
-                                        "99999999999", "0x10", "", "-2147483649", "3", "-inf"};
-  static const char subst[] = {',', '\t', '#', ' ', '\n', '\r', '%', '~'};
-  std::string junk;
-  size_t at = text.find_first_of("0123456789", pick(text.size()));
-  switch (rng() % 7) {
-    case 0: return text.substr(0, pick(text.size() + 1));
-    case 1: std::swap(lines[i], lines[j]); break;
-    case 2: lines.erase(lines.begin() + static_cast<long>(i)); break;
-    case 3: lines.insert(lines.begin() + static_cast<long>(i), lines[i]); break;
-    case 4:
-      if (at == std::string::npos) return text;
-      return text.replace(at, text.find_first_not_of("0123456789.e-", at) - at, numbers[pick(14)]);
-    case 5:
-      for (size_t n = 1 + pick(8); n > 0; n--) junk += static_cast<char>(rng() % 256);
-      return text.insert(pick(text.size() + 1), junk);
-    default: text[pick(text.size())] = subst[pick(sizeof subst)]; return text;
-  }
-  std::string out;
-  for (const std::string &l : lines) out += l;
-  return out;
-}
-
-// Exit status of a child that reads the file, or 128 + signal number. A
-// parameter file goes through the whole read-parameter run.
-int run_child(bool hparam) {
-  fflush(nullptr);
-  pid_t pid = fork();
-  if (pid == 0) {
-    if (!freopen("/dev/null", "w", stderr)) _exit(2);
-    alarm(60);  // a hang shows up as a signal, not as a stuck test
-    settings.fp_log = tmpfile();
-    settings.mode_memp = settings.mode_show_attr_memp = settings.mode_show_attr_cluster = 1;
-    if (hparam) {
-      settings.mode_read_hparam = 1;
-      read_hparam();
-      check_read_hparam();
-    } else {
-      settings.mode_em = 0;
-      no_em_main();
-    }
-    _exit(0);
-  }
-  int st = 0;
-  waitpid(pid, &st, 0);
-  return WIFEXITED(st) ? WEXITSTATUS(st) : 128 + WTERMSIG(st);
-}
-
-TEST_F(ReadParamTest, MutatedFilesEndCleanly) {
-  for (bool hparam : {false, true}) {
-    const std::string &base = hparam ? kHparam : kParam;
-    const char *path = hparam ? settings.fname_hparam : settings.fname_param;
-    if (hparam) read_cases();
-    write(path, base);
-    ASSERT_EQ(run_child(hparam), 0) << "the unmutated file must be accepted";
-    std::mt19937 rng(hparam ? 7u : 20261122u);
-    int rejected = 0, count = hparam ? 150 : 250;
-    for (int i = 0; i < count; i++) {
-      std::string text = base;
-      for (unsigned m = 1 + rng() % 3; m > 0; m--) text = mutate(text, rng);
-      write(path, text);
-      int status = run_child(hparam);
-      ASSERT_TRUE(status == 0 || status == 1) << "status " << status << " for:\n" << text;
-      rejected += status;
-    }
-    EXPECT_GT(rejected, count / 4);  // a swap of two equal rows, say, changes nothing
-  }
 }
 
 }  // namespace
