@@ -1,5 +1,4 @@
-// Precision and delimiter placeholders, progress marks and the failure
-// messages no caller can reach.
+// Precision and delimiter placeholders and progress marks.
 #include "base/misc.h"
 
 #include <gtest/gtest.h>
@@ -70,17 +69,6 @@ TEST_F(MiscTest, ProgressDotsAndAnnealingMarks) {
   EXPECT_EQ(stream_text(fp), "0....100**");
   settings.fp_msg = nullptr;
   fclose(fp);
-}
-
-// Reports of bad lines and numerical failures are checked with their callers;
-// these are the ones no caller can reach.
-TEST_F(MiscTest, UnreachableFailureMessages) {
-  EXPECT_EXIT(die_alloc("init.cpp", 7), ::testing::ExitedWithCode(1),
-              "^Couldn't allocate memory \\(init.cpp, line 7\\)\n$");
-  EXPECT_EXIT(die_realloc("misc.cpp", 3), ::testing::ExitedWithCode(1),
-              "^Couldn't reallocate memory \\(misc.cpp, line 3\\)\n$");
-  EXPECT_EXIT(die_line("f", 1, 1, "x\n", "r", 131072), ::testing::ExitedWithCode(1),
-              "^Internal error: die_line\\(\\)\n$");
 }
 
 }  // namespace

@@ -59,6 +59,7 @@ TEST(Parallel, ForkedProcessMakesItsOwnWorkers) {
 #ifdef __SANITIZE_THREAD__
   GTEST_SKIP() << "the thread sanitizer does not start threads after a threaded fork";
 #endif
+  GTEST_FLAG_SET(death_test_style, "fast");  // a true fork of this process
   ASSERT_EQ(loop_faults(5000), 0);
   EXPECT_EXIT(exit(loop_faults(5000)), ::testing::ExitedWithCode(0), "");
 }

@@ -19,25 +19,6 @@ void reset_valid() {
   settings.num_class = 2;
 }
 
-TEST(Postproc, CountsAnnealingSteps) {
-  const struct {
-    long double init, rate;
-    int steps;
-  } cases[] = {{0.1L, 1.2L, 13}, {1.0L, 1.2L, 1}, {0.5L, 1.5L, 2}, {0.01L, 10.0L, 3}};
-  for (const auto &c : cases) {
-    reset_valid();
-    settings.mode_daem = 1;
-    settings.itemp_init = c.init;
-    settings.itemp_rate = c.rate;
-    postproc_args();
-    // Independent count: how many times the rate must be applied to reach 1.
-    int k = 0;
-    for (long double b = c.init; b * c.rate <= 1.0L + 1e-12L; b *= c.rate) k++;
-    EXPECT_EQ(settings.num_itemp, c.steps);
-    EXPECT_EQ(settings.num_itemp, k + 1);
-  }
-}
-
 TEST(Postproc, AcceptsBoundaryValues) {
   const std::vector<std::function<void()>> setups = {
       [] { settings.max_iterate = 0; },

@@ -37,19 +37,6 @@ TEST_F(PrinterTest, SectionFrame) {
   EXPECT_EQ(text(), one + one);
 }
 
-TEST_F(PrinterTest, HeaderArraysGrowByDoubling) {
-  add_desc_id("G");
-  for (int i = 0; i < 11; i++) add_desc_col("c%d", i);
-  for (int i = 0; i < 4; i++) add_desc_comm("d%d", i);
-  EXPECT_EQ(printer.max_desc_col_size, 20);
-  EXPECT_EQ(printer.max_desc_comm_size, 6);
-  flush_desc(fp);
-  EXPECT_EQ(text(),
-            "#### ID:G\n#### c0, c1, c2, c3, c4, c5, c6, c7, c8, c9, c10\n"
-            "#### -- d0\n#### -- d1\n#### -- d2\n#### -- d3\n####\n");
-  EXPECT_EQ(printer.desc_col_size, 0);
-}
-
 // An empty first item adds nothing; a later one leaves an empty field; an
 // empty row writes no line at all.
 TEST_F(PrinterTest, RowAssemblyInBothFormats) {

@@ -15,7 +15,8 @@ namespace {
 // 0.1 and 1.2, as 1.2^12 < 10 < 1.2^13. (A count beyond the int range is
 // refused: see the black-box reproducers.)
 TEST(SizeLimits, AnnealingStepCount) {
-  const long double cases[][2] = {{0.1L, 1.2L}, {1e-300L, 1.001L}, {1e-4930L, 1.2L}, {0.5L, 1.0000001L}};
+  const long double cases[][2] = {{0.1L, 1.2L},     {1.0L, 1.2L},     {0.5L, 1.5L},
+                                  {1e-300L, 1.001L}, {1e-4930L, 1.2L}, {0.5L, 1.0000001L}};
   for (const auto &c : cases) {
     setup_process_state();
     settings.tuple_size = 3;
@@ -28,27 +29,6 @@ TEST(SizeLimits, AnnealingStepCount) {
     for (long double b = c[0]; b * c[1] < 1.0L; b *= c[1]) k++;
     EXPECT_EQ(settings.num_itemp, k) << static_cast<double>(c[0]);
   }
-}
-
-// The traces start with room for the iteration limit and at most 65536
-// annealing steps, and double on demand, keeping what they hold.
-TEST(SizeLimits, TracesOfALongScheduleGrow) {
-  em_fixture::load(2, 1, nullptr, "a\nb\n");
-  release_loglike();
-  settings.mode_daem = 1;
-  settings.num_itemp = 1000000;
-  settings.max_iterate = 3000;
-  alloc_loglike();
-  int old = model.ll_size;
-  EXPECT_EQ(old, 3000 + 2 + 65536 + 1);
-  model.loglike[old - 1] = 7;
-  model.log_itemp[5] = 0.25L;
-  expand_loglike_all();
-  EXPECT_EQ(model.ll_size, 2 * old);
-  EXPECT_EQ(model.loglike[old - 1], 7.0L);
-  EXPECT_EQ(model.log_itemp[5], 0.25L);
-  EXPECT_EQ(model.lambda_[2 * old - 1], 0.0L);
-  em_fixture::unload();
 }
 
 // The reservation answers exactly what the pool can give: carving 16 MB

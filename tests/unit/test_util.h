@@ -3,6 +3,7 @@
 #ifndef VESK_TESTS_TEST_UTIL_H
 #define VESK_TESTS_TEST_UTIL_H
 
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -15,6 +16,13 @@
 #include "driver/vesk.h"
 #include "input/read_freq.h"
 #include "output/print_common.h"
+
+// Death checks start a fresh copy of the test program instead of forking
+// this one, whose worker threads a forked child would not have.
+inline const bool kThreadsafeDeathTests = [] {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  return true;
+}();
 
 // Brings process state to a fresh run: defaults, buffers, printer, pools.
 // What the previous test left in the case table and the attribute roles is
