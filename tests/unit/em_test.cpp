@@ -1,18 +1,21 @@
-// The EM driver: fits with known answers, the stopping and annealing rules,
-// restarts, the numerical stop of the initialisation, and the AutoClass rules.
+// The EM driver, the M-step and log prior, and the model scores.
+
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cmath>
 #include <cstdio>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 #include "base/random.h"
 #include "em_fixture.h"
+#include "model/ic.h"
 
 namespace {
 
+// The EM driver: fits with known answers, the stopping and annealing rules,
+// restarts, the numerical stop of the initialisation, and the AutoClass rules.
 const long double kPi = 3.14159265358979323846264338327950288L;
 
 // Six 2-d cases: (1, 2), (2.5, 1) twice, (0.5, -1), (3, 4), (-1, 0.5).
@@ -159,6 +162,221 @@ TEST(AutoClassRules, ConstantsFromClassAndValueCounts) {
   settings.ic_type = 1;
   settings.mode_smooth_gauss = settings.mode_smooth_auto = 0;
   settings.mode_smooth_auto_tau = 1;
+  em_fixture::unload();
+}
+
+// M-step edge cases and the log prior, against values worked out by hand.
+TEST(MStep, CovarianceClampKeepsSignOffDiagonal) {
+  // Group 0 (3-d) gets tiny off-diagonal entries, group 1 (1-d) a tiny
+  // negative variance; with U = 0 and N_k = 1, S = Q.
+  em_fixture::load(1, 4, "0-2#3", "0,0,0,0\n");
+  model.expect_c[0] = 1;
+  Matrix q = model.expect_s[0][0];
+  q[0][0] = q[1][1] = q[2][2] = 1;
+  q[0][1] = 5e-13L;
+  q[0][2] = -5e-13L;
+  q[1][2] = 2e-12L;
+  model.expect_s[0][1][0][0] = -5e-13L;
+  update_param();
+  Matrix s = model.param_s[0][0];
+  EXPECT_EQ(s[0][1], 1e-12L);
+  EXPECT_EQ(s[0][2], -1e-12L);
+  EXPECT_EQ(s[1][2], 2e-12L);  // above the floor: unchanged
+  EXPECT_EQ(s[2][0], -1e-12L); // mirrored into the lower triangle
+  EXPECT_EQ(model.param_s[0][1][0][0], 1e-12L);
+  em_fixture::unload();
+}
+
+// K = 2, N = 10, N_1 = 7: c_1 = (7 + 1) / (2 + 10) with s_c = 1 (or a file
+// pseudo count of 2), 7 / 10 without smoothing. An attribute missing in 3
+// cases with w_old = (0.5, 0.5) adds 1.5 to each value's count.
+TEST(MStep, ClassAndValueProbabilitiesInEveryMode) {
+  em_fixture::load(2, 1, nullptr, "a,6\nb,1\n?,3\n");
+  alloc_hparam_read();
+  struct Case {
+    int file;
+    long double smooth;  // s_c = s_a, or the file pseudo counts minus one
+    long double c0, w0;
+  };
+  const Case table[] = {{0, 0, 0.7L, (2 + 1.5L) / 6},
+                        {0, 1, 8.0L / 12, (1 + 2 + 1.5L) / 8},
+                        {1, 1, 8.0L / 12, (1 + 2 + 1.5L) / 8}};
+  for (const Case &tc : table) {
+    settings.mode_read_hparam = tc.file;
+    settings.smooth_c = settings.smooth_w[0] = tc.file ? 0 : tc.smooth;
+    for (int k = 0; k < 2; k++) {
+      model.hparam_c[k] = model.hparam_w[k][0][0] = model.hparam_w[k][0][1] = tc.smooth + 1;
+      model.param_w[k][0][0] = model.param_w[k][0][1] = 0.5L;
+    }
+    model.expect_c[0] = 7;
+    model.expect_c[1] = 3;
+    model.expect_w[0][0][0] = 2;
+    model.expect_w[0][0][1] = 1;
+    update_param();
+    EXPECT_NEAR(model.param_c[0], tc.c0, 1e-18L) << tc.file << tc.smooth;
+    EXPECT_NEAR(model.param_w[0][0][0], tc.w0, 1e-18L) << tc.file << tc.smooth;
+    EXPECT_NEAR(model.param_w[0][0][0] + model.param_w[0][0][1], 1.0L, 1e-18L);
+  }
+  settings.mode_read_hparam = 0;
+  release_hparam_read();
+  em_fixture::unload();
+}
+
+TEST(MStep, MapMeanOfEmptyClassIsPriorMean) {
+  em_fixture::load(2, 2, "-", "1,2\n3,1\n");
+  settings.mode_smooth_gauss = 1;
+  settings.tau = 0.5L;
+  for (int k = 0; k < 2; k++) {
+    model.hparam_u[k][0][0] = -1;
+    model.hparam_u[k][0][1] = 4;
+    model.hparam_s[k][0][0][0] = model.hparam_s[k][0][1][1] = 2;
+  }
+  // Class 0 has everything, class 1 nothing.
+  model.expect_c[0] = 2;
+  model.expect_u[0][0][0] = 4;
+  model.expect_u[0][0][1] = 3;
+  model.expect_s[0][0][0][0] = 10;
+  model.expect_s[0][0][0][1] = 5;
+  model.expect_s[0][0][1][1] = 5;
+  update_param();
+  EXPECT_NEAR(model.param_u[1][0][0], -1.0L, 1e-18L);
+  EXPECT_NEAR(model.param_u[1][0][1], 4.0L, 1e-18L);
+  // Empty class: S = H / (alpha - d) with alpha = d + 1e-6.
+  EXPECT_NEAR(model.param_s[1][0][0][0], 2 / 1e-6L, 1e-3L);
+  // Class 0: mu = (U + tau m) / (N + tau).
+  EXPECT_NEAR(model.param_u[0][0][0], (4 + 0.5L * -1) / 2.5L, 1e-18L);
+  EXPECT_NEAR(model.param_u[0][0][1], (3 + 0.5L * 4) / 2.5L, 1e-18L);
+  em_fixture::unload();
+}
+
+TEST(LogPrior, DirichletTermsMatchClosedForm) {
+  em_fixture::load(3, 1, nullptr, "a\nb\nc\nd\n");
+  const long double c[3] = {0.2L, 0.3L, 0.5L};
+  for (int k = 0; k < 3; k++) {
+    model.param_c[k] = c[k];
+    for (int v = 0; v < 4; v++) model.param_w[k][0][v] = (v + 1) / 10.0L;
+  }
+  settings.smooth_c = 0.5L;
+  settings.smooth_w[0] = 2;
+  // log Dir(c; 1.5, 1.5, 1.5) + 3 log Dir(w; 3, 3, 3, 3), by std::lgamma.
+  long double expect = std::lgamma(4.5) - 3 * std::lgamma(1.5);
+  for (int k = 0; k < 3; k++) expect += 0.5L * logl(c[k]);
+  for (int k = 0; k < 3; k++) {
+    expect += std::lgamma(12.0) - 4 * std::lgamma(3.0);
+    for (int v = 0; v < 4; v++) expect += 2 * logl((v + 1) / 10.0L);
+  }
+  EXPECT_NEAR(compute_log_prior(), expect, 1e-12L);
+  // Without smoothing the class term vanishes and only the normalisers of
+  // the attribute term remain (lngamma(4) - 4 lngamma(1) per class).
+  settings.smooth_c = 0;
+  settings.smooth_w[0] = 0;
+  EXPECT_NEAR(compute_log_prior(), 3 * std::lgamma(4.0), 1e-12L);
+  em_fixture::unload();
+}
+
+// A NaN or infinite score stops with the function's own message.
+TEST(LogPrior, NonFiniteScoresStop) {
+  struct Case {
+    long double c0;        // class probability put into the model
+    bool prior;            // which score is computed
+    const char *message;
+  };
+  const Case table[] = {
+      {-1, true, "Numerical error \\(compute_log_prior\\): Computed log-prior is not a number -- see the log file\n"},
+      {0, true, "Numerical error \\(compute_log_prior\\): Computed log-prior is not finite -- see the log file\n"},
+      {-1, false, "Numerical error \\(compute_loglike\\): Computed log-likelihood is not a number -- see the log file\n"},
+      {0, false, "Numerical error \\(compute_loglike\\): Computed log-likelihood is not finite -- see the log file\n"},
+  };
+  em_fixture::load(2, 1, nullptr, "a\n");
+  settings.smooth_c = 1;
+  for (const Case &tc : table) {
+    model.param_c[0] = tc.c0;
+    model.prob_incomp[0] = tc.c0;
+    EXPECT_EXIT(tc.prior ? compute_log_prior() : compute_loglike(), ::testing::ExitedWithCode(1), tc.message);
+  }
+  em_fixture::unload();
+}
+
+// Model scores: the BIC parameter count and formula, and the Cheeseman-Stutz
+// score of one class against exact marginal likelihoods.
+TEST(Bic, FreeParameterCount) {
+  // One discrete attribute with 3 values, one 2-d group, K = 4: 3 + 8 + 12.
+  em_fixture::load(4, 3, "1-2", "a,0,1\nb,1,0\nc,2,2\n");
+  EXPECT_EQ(count_free_params(), 23);
+  em_fixture::unload();
+}
+
+TEST(Bic, ScoreIsLogLikelihoodMinusPenalty) {
+  // Two discrete attributes (2 and 3 values), 3 + 2 + 5 = 10 cases, K = 2:
+  // P = 1 + 2 + 4 = 7. Uniform value probabilities give P(x) = 1/6 for every case.
+  em_fixture::load(2, 2, nullptr, "a,x,3\nb,y,2\na,z,5\n");
+  model.param_c[0] = 0.3L;
+  model.param_c[1] = 0.7L;
+  for (int k = 0; k < 2; k++)
+    for (int a = 0; a < 2; a++)
+      for (int v = 0; v < cases.num_word[a]; v++) model.param_w[k][a][v] = 1.0L / cases.num_word[a];
+  EXPECT_NEAR(compute_bic(), 10 * logl(1 / 6.0L) - 0.5L * 7 * logl(10.0L), 1e-14L);
+  em_fixture::unload();
+}
+
+// With one class nothing is latent (L = C), so the score is the exact log
+// marginal likelihood of the data.
+TEST(CheesemanStutz, OneDiscreteClassIsTheDirichletMultinomialMarginal) {
+  em_fixture::load(1, 2, nullptr, "a,x,3\nb,y,1\nc,y,2\na,y,1\n");
+  settings.smooth_c = 0.5L;
+  settings.smooth_w[0] = 0.25L;
+  settings.smooth_w[1] = 1.5L;
+  model.param_c[0] = 1;
+  const long double w0[3] = {4 / 7.0L, 1 / 7.0L, 2 / 7.0L}, w1[2] = {3 / 7.0L, 4 / 7.0L};
+  for (int v = 0; v < 3; v++) model.param_w[0][0][v] = w0[v];
+  for (int v = 0; v < 2; v++) model.param_w[0][1][v] = w1[v];
+  auto dm = [](const std::vector<double> &n, double b) {
+    double total = 0, r = 0;
+    for (double x : n) total += x, r += std::lgamma(b + x) - std::lgamma(b);
+    return r + std::lgamma(n.size() * b) - std::lgamma(total + n.size() * b);
+  };
+  EXPECT_NEAR(compute_cs(), dm({4, 1, 2}, 1.25) + dm({3, 4}, 2.5) + dm({7}, 1.5), 1e-12L);
+  em_fixture::unload();
+}
+
+// The Normal-Wishart marginal of a 1-d group, checked by the chain rule: the
+// product of the Student-t predictive densities of the cases taken in turn.
+TEST(CheesemanStutz, OneGaussianClassIsTheNormalWishartMarginal) {
+  const std::vector<long double> xs = {1.0L, 2.5L, 2.5L, -0.5L};
+  em_fixture::load(1, 1, "0", "1\n2.5,2\n-0.5\n");
+  long double kappa = 0.5L, nu = 3.0L, m = 0.7L, s = 2.0L;
+  settings.tau = kappa;
+  settings.alpha_w = nu;
+  model.hparam_u[0][0][0] = m;
+  model.hparam_s[0][0][0][0] = s;
+  model.param_c[0] = 1;
+  model.param_u[0][0][0] = 1.1L;
+  model.param_s[0][0][0][0] = 1.7L;
+  ASSERT_EQ(refresh_precisions(), 0);
+  long double expect = 0;
+  for (long double x : xs) {
+    long double scale2 = s * (kappa + 1) / (kappa * nu), z = (x - m) * (x - m) / (nu * scale2);
+    expect += lgammal((nu + 1) / 2) - lgammal(nu / 2) - 0.5L * logl(nu * 3.14159265358979323846L * scale2) -
+              (nu + 1) / 2 * log1pl(z);
+    s += kappa / (kappa + 1) * (x - m) * (x - m);
+    m = (kappa * m + x) / (kappa + 1);
+    kappa += 1;
+    nu += 1;
+  }
+  settings.smooth_c = 1.0L;  // the class part of a single class is 0 for any constant
+  EXPECT_NEAR(compute_cs(), expect, 1e-9L);
+  em_fixture::unload();
+}
+
+// A score that is not a number stops the run.
+TEST(CheesemanStutzDeathTest, NotANumberIsFatal) {
+  em_fixture::load(2, 1, "0", "1\n2\n");
+  settings.smooth_c = settings.tau = 1.0L;
+  model.param_c[0] = 1;  // class 1 gets no case: its Gaussian marginal is 0/0
+  for (int k = 0; k < 2; k++) model.param_s[k][0][0][0] = model.hparam_s[k][0][0][0] = 1;
+  ASSERT_EQ(refresh_precisions(), 0);
+  EXPECT_EXIT(compute_cs(), ::testing::ExitedWithCode(1),
+              "^Numerical error \\(check_cs\\): Computed Cheeseman-Stutz score is not a number\n$");
   em_fixture::unload();
 }
 
