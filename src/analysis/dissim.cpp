@@ -13,6 +13,7 @@
 
 #include "base/format_lg.h"
 #include "base/misc.h"
+#include "base/result_file.h"
 #include "driver/vesk.h"
 #include "input/read_freq.h"
 #include "model/allocate.h"
@@ -127,6 +128,7 @@ struct RowBlock {
 // Writes the gathered rows. The file is quadratic in the number of cases, so
 // a full disk is a real possibility: a short write ends the run.
 void drain(RowBlock *out) {
+  check_stop();
   size_t done = out->used > 0 ? fwrite(out->buf, 1, out->used, out->fp) : 0;
   if (done != out->used || fflush(out->fp) != 0) die("Couldn't write %s\n", settings.fname_dissim);
   out->used = 0;
@@ -264,7 +266,7 @@ void dissim_main() {
       if (discrete_index(a) >= 0) print_dissim_cat(fp, a);
   if (settings.mode_gauss)
     for (int g = 0; g < settings.gauss_size; g++) print_dissim_gauss(fp, g);
-  fclose(fp);
+  close_output(fp);
   stamp_time(&settings.etime_dissim, &settings.etime_lap_dissim);
   print_msg("done\n");
 }

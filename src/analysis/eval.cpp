@@ -9,6 +9,7 @@
 #include <cstdlib>
 
 #include "base/misc.h"
+#include "base/result_file.h"
 #include "driver/vesk.h"
 #include "input/read_freq.h"
 #include "model/cluster.h"
@@ -133,6 +134,6 @@ void eval_main() {
   compute_eval();
   FILE *fp = open_output(settings.fname_eval);
   print_eval(fp);
-  fclose(fp);
+  close_output(fp);
   release_eval();
 }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "base/misc.h"
+#include "base/result_file.h"
 #include "driver/vesk.h"
 #include "input/read_freq.h"
 #include "model/allocate.h"
@@ -97,7 +98,7 @@ void rank_main() {
   compute_rank();
   FILE *fp = open_output(settings.fname_rank);
   print_rank(fp);
-  fclose(fp);
+  close_output(fp);
   release_rank();
   stamp_time(&settings.etime_rank, &settings.etime_lap_rank);
   print_msg("done\n");

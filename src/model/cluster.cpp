@@ -12,6 +12,7 @@
 #include "analysis/eval.h"
 #include "analysis/rank.h"
 #include "base/misc.h"
+#include "base/result_file.h"
 #include "base/parallel.h"
 #include "base/scratch.h"
 #include "driver/vesk.h"
@@ -307,7 +308,7 @@ void cluster_groups() {
 void write_cluster_file() {
   FILE *fp = open_output(settings.fname_cluster);
   print_cluster(fp);
-  fclose(fp);
+  close_output(fp);
 }
 
 // The evaluation against the answer classes, timed as a phase of its own.
@@ -347,7 +348,7 @@ void member_main() {
   FILE *fp = open_output(settings.fname_memp);
   print_case_member_prob(fp);
   if (settings.mode_show_attr_memp) print_attr_member_prob(fp);
-  fclose(fp);
+  close_output(fp);
   stamp_time(&settings.etime_memp, &settings.etime_lap_memp);
   print_msg("done\n");
 }

@@ -8,6 +8,7 @@
 #include "analysis/rank.h"
 #include "analysis/stat.h"
 #include "base/misc.h"
+#include "base/result_file.h"
 #include "base/random.h"
 #include "driver/vesk.h"
 #include "input/read_freq.h"
@@ -384,7 +385,7 @@ void fit_single_k() {
 void write_param_file() {
   FILE *fp = open_output(settings.fname_param);
   print_param(fp);
-  fclose(fp);
+  close_output(fp);
 }
 
 void read_phase() {
