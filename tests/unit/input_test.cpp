@@ -338,6 +338,14 @@ TEST_F(ReadParamTest, ReadsEveryArrayAndWritesTheSameFileBack) {
   EXPECT_EQ(printed(print_param), kParam);
 }
 
+// Class parameters of exactly 0 and 1 are accepted.
+TEST_F(ReadParamTest, ClassParametersMayBeZeroOrOne) {
+  write(settings.fname_param, replace(kParam, "0\t0.25\n1\t0.75\n", "0\t1\n1\t0\n"));
+  read_param();
+  EXPECT_EQ(model.param_c[0], 1.0L);
+  EXPECT_EQ(model.param_c[1], 0.0L);
+}
+
 TEST_F(ReadParamTest, HyperparametersMapValueTextsToCaseIds) {
   settings.mode_read_hparam = 1;
   read_cases();
