@@ -93,10 +93,11 @@ class _Progress:
             if bar is None:
                 bar = self.bars[run.k] = tqdm(total=self.total, desc="K=%d" % run.k,
                                               unit="restart", leave=True)
-            bar.n = min(run.done_restarts, self.total)
+            n = min(run.done_restarts, self.total)
+            if n != bar.n:
+                bar.update(n - bar.n)
             if run.status not in ("not run", "running"):
                 bar.set_postfix_str(run.status)
-            bar.refresh()
         elif run.status not in ("not run", "running"):
             print("K=%d: %s after %.1f s%s" % (run.k, run.status, run.seconds or 0,
                                                (": " + run.message) if run.message else ""))

@@ -198,16 +198,16 @@ class Mixture:
         for r in self.scores_.itertuples():
             if r.status == "failed":
                 warnings.warn("K=%d failed: %s -- %s" % (r.K, r.message, remedy(r.message)),
-                              stacklevel=4)
+                              stacklevel=5)
             elif r.status == "equal classes":
                 warnings.warn(
                     "K=%d: %s; annealing from a low initial inverse temperature ends so: "
                     "start it higher (daem=(0.5, 1.2)) or fit without annealing" % (r.K, r.message),
-                    stacklevel=4)
+                    stacklevel=5)
         if interrupted:
             stopped = self.scores_.loc[self.scores_["status"] == "interrupted", "K"].tolist()
             warnings.warn("interrupted: K = %s not fitted; the finished K are kept"
-                          % ", ".join(map(str, stopped)), stacklevel=4)
+                          % ", ".join(map(str, stopped)), stacklevel=5)
 
     def _set_model(self, df, res, names):
         self._index = df.index
@@ -270,3 +270,51 @@ class Mixture:
     def _check_fitted(self):
         if not hasattr(self, "n_classes_"):
             raise RuntimeError("this Mixture is not fitted yet: call fit first")
+
+    # Figures (matplotlib); each returns the Figure.
+    def plot_scores(self):
+        """Scores against K, one axis per score, the chosen K marked."""
+        self._check_fitted()
+        from .plots import edge_warning, scores_figure
+        warning = edge_warning(list(self.scores_.loc[self.scores_["status"] == "ok", "K"]),
+                               self.n_classes_)
+        if warning:
+            warnings.warn(warning, stacklevel=2)
+        return scores_figure(self.scores_, self.n_classes_)
+
+    def plot_clusters(self, columns=None):
+        """Scatter matrix of the continuous columns coloured by cluster,
+        with class means and covariance ellipses."""
+        self._check_fitted()
+        from .plots import clusters_figure
+        if columns is None:
+            columns = self.columns_.loc[self.columns_["role"] == "continuous", "name"].tolist()
+        return clusters_figure(self._train, self.labels_, self.params_["mean"],
+                               self.params_["covariance"], columns)
+
+    def plot_sizes(self):
+        """Cases per cluster, largest first."""
+        self._check_fitted()
+        from .plots import sizes_figure
+        return sizes_figure(self.labels_.value_counts().reindex(range(self.n_classes_),
+                                                                fill_value=0))
+
+    def plot_answers(self):
+        """Clusters against the answer classes (in order of first appearance)."""
+        self._check_fitted()
+        if self.contingency_ is None:
+            raise ValueError("no answer column: fit with answer=COLUMN")
+        from .plots import answers_figure
+        return answers_figure(self.contingency_)
+
+    def plot_trace(self):
+        """EM trace of the best restart of each K."""
+        self._check_fitted()
+        from .plots import trace_figure
+        return trace_figure({k: r["log"] for k, r in self.results_.items()})
+
+    def plot_uncertainty(self):
+        """1 - max P(k|x) of every case."""
+        self._check_fitted()
+        from .plots import uncertainty_figure
+        return uncertainty_figure(self.memberships_)
