@@ -42,6 +42,7 @@ import re
 import sys
 import urllib.parse
 
+import numpy as np
 import pandas as pd
 
 __all__ = ["read_result", "read_sections", "read_columns", "model_attributes",
@@ -279,26 +280,25 @@ def _is_text_column(name, attr_of, ctx):
     return name.startswith("Answer class") or name == "Mode value"
 
 
-def _numeric(series):
-    """The series as numbers when every present field is one, else None;
-    whole numbers that fit 64 bits, without a missing field, become
-    integers. Only ASCII digits count as digits."""
-    text = series.where(~series.isin(_MISSING))
-    present = text.dropna()
-    if present.empty:
-        return text.astype("float64")
-    if not present.map(lambda v: v.isascii()).all():
-        return None
-    if len(present) == len(text) and present.str.fullmatch(_INTEGER.pattern).all():
-        return pd.to_numeric(text).astype("int64")
-    nums = pd.to_numeric(present, errors="coerce")
-    if (nums.isna() & (present.str.lstrip("-").str.lower() != "nan")).any():
-        return None
-    return pd.to_numeric(text, errors="coerce").astype("float64")
+_FLOAT = re.compile(r"[+-]?(?:[0-9]+\.?[0-9]*|\.[0-9]+)(?:[eE][+-]?[0-9]+)?"
+                    r"|[+-]?(?:nan|inf|infinity)", re.IGNORECASE)
 
 
-def _decode(series):
-    return series.map(lambda v: urllib.parse.unquote(v) if isinstance(v, str) else v)
+def _numeric(values):
+    """The fields as numbers when every present one is a number (ASCII
+    digits only), else None; whole numbers that fit 64 bits, without a
+    missing field, become integers."""
+    present = [v for v in values if v is not None and v not in _MISSING]
+    if len(present) == len(values) and all(_INTEGER.fullmatch(v) for v in present):
+        return np.array([int(v) for v in present], dtype="int64")
+    if not all(_FLOAT.fullmatch(v) for v in present):
+        return None
+    return np.array([np.nan if v is None or v in _MISSING else float(v) for v in values],
+                    dtype="float64")
+
+
+def _decode(values):
+    return [urllib.parse.unquote(v) if isinstance(v, str) and "%" in v else v for v in values]
 
 
 def _unique(names):
@@ -317,20 +317,19 @@ def _unique(names):
 
 
 def _column(name, values, attr_of, ctx):
-    col = pd.Series(values, dtype=object)
     if _is_text_column(name, attr_of, ctx):
-        col = col.where(col != "?")
+        values = [np.nan if v is None or v == "?" else v for v in values]
         if ctx.decode:
-            col = _decode(col)
-        if name.startswith("Case ID"):
-            nums = _numeric(col.where(col.notna(), "?"))
+            values = _decode(values)
+        if name.startswith("Case ID") and values and np.nan not in values:
+            nums = _numeric(values)
             if nums is not None:
                 return nums
-        return col
-    nums = _numeric(col)
+        return pd.Series(values, dtype=object)
+    nums = _numeric(values)
     if nums is not None:
         return nums
-    return col.where(~col.isin(_MISSING))
+    return pd.Series([np.nan if v is None or v in _MISSING else v for v in values], dtype=object)
 
 
 def _frame(sec, ctx, delim):
