@@ -91,6 +91,17 @@ class MixedTable(unittest.TestCase):
         finally:
             self.m.set_params(unseen="error")
 
+    def test_count_column(self):
+        # Titanic as a frequency table: the count weighs each row.
+        rows = [("1st", "Male", "No", 118), ("1st", "Female", "Yes", 141), ("3rd", "Male", "No", 387),
+                ("3rd", "Female", "Yes", 76), ("Crew", "Male", "No", 670), ("Crew", "Male", "Yes", 192)]
+        df = pd.DataFrame(rows, columns=["Class", "Sex", "Survived", "Freq"])
+        m = vesk.Mixture(n_classes=2, restarts=2, roles={"Freq": "count"}, progress=False).fit(df)
+        self.assertEqual(m.columns_["role"].tolist()[-1], "count")
+        log = m.results_[2]["log"]
+        self.assertEqual(log["DATASIZE"].iloc[0, 0], sum(r[3] for r in rows))
+        self.assertEqual(len(m.labels_), len(rows))
+
     def test_ndarray_input(self):
         X = self.df[["sepal", "petal"]].dropna().to_numpy()
         m = vesk.Mixture(n_classes=2, restarts=2, progress=False).fit(X)

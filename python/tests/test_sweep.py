@@ -16,7 +16,7 @@ class FailingK(unittest.TestCase):
     def test_ml_sweep_on_iris_keeps_the_k_that_succeed(self):
         # Maximum likelihood with seed 7: a class collapses for K = 4 and K >= 6.
         m = vesk.Mixture(n_classes=range(2, 9), priors=None, seed=7, restarts=10,
-                         answer="species", progress=False)
+                         split_merge=None, answer="species", progress=False)
         caught = fit_quietly(m, iris())
         s = m.scores_.set_index("K")
         self.assertEqual(list(s.index), list(range(2, 9)))
@@ -36,9 +36,20 @@ class FailingK(unittest.TestCase):
         self.assertEqual(sum("failed" in w and "priors='autoclass'" in w for w in caught), 4)
 
     def test_every_k_failing_raises(self):
-        m = vesk.Mixture(n_classes=[6, 7], priors=None, seed=7, progress=False)
+        m = vesk.Mixture(n_classes=[6, 7], priors=None, seed=7, split_merge=None, progress=False)
         with self.assertRaisesRegex(vesk.FitFailed, "K=6 failed: .*invert"):
             fit_quietly(m, iris())
+
+    def test_annealing_into_equal_classes_is_flagged(self):
+        # The default schedule (0.1:1.2) ends in one class written three
+        # times on iris; from 0.5 it does not.
+        m = vesk.Mixture(n_classes=3, restarts=1, daem=True, split_merge=None, answer="species",
+                         progress=False)
+        with self.assertRaisesRegex(vesk.FitFailed, "K=3 equal classes"):
+            fit_quietly(m, iris())
+        caught = fit_quietly(m.set_params(daem=(0.5, 1.2)), iris())
+        self.assertEqual(m.scores_["status"].tolist(), ["ok"])
+        self.assertEqual(caught, [])
 
     def test_results_do_not_depend_on_parallel_runs(self):
         fits = [vesk.Mixture(n_classes=[2, 3], restarts=2, n_jobs=j, progress=False)
@@ -50,7 +61,8 @@ class Interrupt(unittest.TestCase):
     def test_ctrl_c_keeps_the_finished_k(self):
         # K = 2 finishes in a moment; K = 30 with 5000 restarts does not.
         # Ctrl-C comes half a second after K = 2 has finished.
-        m = vesk.Mixture(n_classes=[2, 30], restarts=5000, n_jobs=1, progress=False)
+        m = vesk.Mixture(n_classes=[2, 30], restarts=5000, split_merge=None, n_jobs=1,
+                         progress=False)
         real_finish = vesk._sweep.KRun.finish
 
         def finish(run, status=None):
