@@ -32,7 +32,7 @@ if(PYTHON)
     COMMAND ${CMAKE_COMMAND} -E env --unset=VESK_BIN PATH=
             PYTHONPATH=${PREFIX}/${CMAKE_INSTALL_DATADIR}/vesk/python MPLBACKEND=Agg
             ${PYTHON} -c "import vesk, pandas as pd\n\
-m = vesk.Mixture(n_classes=[1, 2], restarts=1, progress=False)\n\
+m = vesk.Mixture(n_classes=2, restarts=1, progress=False)\n\
 m.fit(pd.DataFrame({'x': [0.1, 0.2, 0.15, 5.0, 5.2, 5.1]}))\n\
 assert m.programs_['found in'] == 'install tree', m.programs_\n\
 assert m.programs_['vesk'].startswith('${PREFIX}/'), m.programs_\n\
