@@ -185,6 +185,8 @@ class Mixture:
         self.scores_ = pd.DataFrame(rows).reindex(columns=cols)
         self._warn_failures(interrupted)
         ok = self.scores_[self.scores_["status"] == "ok"]
+        if ok.empty and interrupted:
+            raise KeyboardInterrupt
         if ok.empty:
             raise FitFailed("no K was fitted: %s" % "; ".join(
                 "K=%d %s%s" % (r.K, r.status, (": " + r.message) if r.message else "")
