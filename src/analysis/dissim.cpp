@@ -13,7 +13,7 @@
 
 #include "base/format_lg.h"
 #include "base/misc.h"
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "input/read_freq.h"
 #include "model/allocate.h"
 #include "model/cluster.h"

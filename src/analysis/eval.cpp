@@ -9,7 +9,7 @@
 #include <cstdlib>
 
 #include "base/misc.h"
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "input/read_freq.h"
 #include "model/cluster.h"
 #include "output/print.h"

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "base/misc.h"
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "input/read_freq.h"
 #include "model/allocate.h"
 #include "model/cluster.h"

@@ -9,7 +9,7 @@
 #include "analysis/quantile.h"
 #include "base/matrix.h"
 #include "base/misc.h"
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "input/read_freq.h"
 #include "output/print.h"
 

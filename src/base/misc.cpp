@@ -11,7 +11,7 @@
 
 #include "base/allocate_matrix.h"
 #include "base/matrix.h"
-#include "driver/vesk.h"
+#include "settings/settings.h"
 
 WorkBuffers work_buf;
 

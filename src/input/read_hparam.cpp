@@ -10,7 +10,7 @@
 
 #include "base/hash.h"
 #include "base/misc.h"
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "input/read_freq.h"
 #include "input/read_param.h"
 #include "model/allocate.h"

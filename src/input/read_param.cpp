@@ -16,7 +16,7 @@
 #include "base/matrix.h"
 #include "base/misc.h"
 #include "base/split.h"
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "input/read_freq.h"
 #include "model/allocate.h"
 #include "output/print.h"

@@ -7,7 +7,7 @@
 
 #include "base/matrix.h"
 #include "base/misc.h"
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "input/read_freq.h"
 #include "analysis/stat.h"
 #include "output/print.h"

@@ -3,7 +3,7 @@
 #ifndef VESK_MODEL_CASE_VALUES_H
 #define VESK_MODEL_CASE_VALUES_H
 
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "input/read_freq.h"
 #include "model/allocate.h"
 

@@ -14,7 +14,7 @@
 #include "base/misc.h"
 #include "base/parallel.h"
 #include "base/scratch.h"
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "input/read_freq.h"
 #include "input/read_param.h"
 #include "model/allocate.h"

@@ -11,7 +11,7 @@
 
 #include "base/matrix.h"
 #include "base/misc.h"
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "input/read_freq.h"
 #include "model/allocate.h"
 #include "model/em.h"

@@ -9,7 +9,7 @@
 #include "analysis/stat.h"
 #include "base/misc.h"
 #include "base/random.h"
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "input/read_freq.h"
 #include "input/read_hparam.h"
 #include "model/allocate.h"

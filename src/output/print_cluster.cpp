@@ -4,7 +4,7 @@
 #include <cstdio>
 
 #include "base/misc.h"
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "input/read_freq.h"
 #include "input/read_param.h"
 #include "model/allocate.h"

@@ -5,7 +5,7 @@
 
 #include "analysis/eval.h"
 #include "base/misc.h"
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "input/read_freq.h"
 #include "output/print.h"
 #include "output/print_common.h"

@@ -3,7 +3,7 @@
 // read_hparam, so their layout is their readers' input format.
 #include <cstdio>
 
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "input/read_freq.h"
 #include "model/allocate.h"
 #include "output/print.h"

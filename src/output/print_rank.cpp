@@ -5,7 +5,7 @@
 
 #include "analysis/rank.h"
 #include "base/misc.h"
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "input/read_freq.h"
 #include "model/allocate.h"
 #include "model/cluster.h"

@@ -3,7 +3,7 @@
 // decrease report, and (verbose) the two criteria.
 #include <cstdio>
 
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "output/print.h"
 #include "output/print_common.h"
 #include "smem/smem.h"

@@ -4,7 +4,7 @@
 
 #include "analysis/stat.h"
 #include "base/hash.h"
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "input/read_freq.h"
 #include "output/print.h"
 #include "output/print_common.h"

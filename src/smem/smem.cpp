@@ -7,7 +7,7 @@
 #include <cstring>
 
 #include "base/misc.h"
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "model/allocate.h"
 #include "model/em.h"
 #include "output/print.h"
