@@ -253,18 +253,3 @@ void print_dissim_gauss(FILE *fp, int g) {
   gauss_items(&it, g);
   write_kl_rows(fp, &it, std::to_string(g) + delimiter());
 }
-
-void dissim_main() {
-  print_msg("Computing dissimilarities between attribute values...");
-  stamp_time(&settings.stime_dissim, &settings.stime_lap_dissim);
-  FILE *fp = open_output(settings.fname_dissim);
-  print_dissim_case(fp);
-  if (settings.mode_nominal)
-    for (int a = 0; a < settings.tuple_size; a++)
-      if (discrete_index(a) >= 0) print_dissim_cat(fp, a);
-  if (settings.mode_gauss)
-    for (int g = 0; g < settings.gauss_size; g++) print_dissim_gauss(fp, g);
-  fclose(fp);
-  stamp_time(&settings.etime_dissim, &settings.etime_lap_dissim);
-  print_msg("done\n");
-}

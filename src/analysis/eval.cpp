@@ -12,7 +12,6 @@
 #include "settings/settings.h"
 #include "input/read_freq.h"
 #include "model/cluster.h"
-#include "output/print.h"
 
 Evaluation eval;
 
@@ -126,13 +125,4 @@ void compute_eval() {
   compute_purity(n);
   compute_pair_measures(n);
   compute_info_measures(n);
-}
-
-void eval_main() {
-  alloc_eval();
-  compute_eval();
-  FILE *fp = open_output(settings.fname_eval);
-  print_eval(fp);
-  fclose(fp);
-  release_eval();
 }

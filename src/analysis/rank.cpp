@@ -12,7 +12,6 @@
 #include "input/read_freq.h"
 #include "model/allocate.h"
 #include "model/cluster.h"
-#include "output/print.h"
 
 Ranking ranking;
 
@@ -88,17 +87,4 @@ void compute_rank() {
       rank_indices(ranking.rank_mem_w[k][d], cases.num_word[d], member.prob_mem_w[k][d]);
     for (int g = 0; g < num_g(); g++) rank_indices(ranking.rank_mem_g[k][g], num_e(), member.prob_mem_g[k][g]);
   }
-}
-
-void rank_main() {
-  print_msg("Ranking relevant cases/attvals...");
-  stamp_time(&settings.stime_rank, &settings.stime_lap_rank);
-  alloc_rank();
-  compute_rank();
-  FILE *fp = open_output(settings.fname_rank);
-  print_rank(fp);
-  fclose(fp);
-  release_rank();
-  stamp_time(&settings.etime_rank, &settings.etime_lap_rank);
-  print_msg("done\n");
 }

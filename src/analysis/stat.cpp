@@ -11,7 +11,6 @@
 #include "base/misc.h"
 #include "settings/settings.h"
 #include "input/read_freq.h"
-#include "output/print.h"
 
 SampleStats stats;
 
@@ -192,13 +191,6 @@ void compute_stats() {
   stats.sample_u = settings.mode_regular_stat ? stats.regular_u : stats.sample_u_raw;
   stats.sample_s = settings.mode_regular_stat ? stats.regular_s : stats.sample_s_raw;
   compute_attr_stats();
-  FILE *fp = settings.fp_log;
-  if (fp == nullptr) return;
-  print_basic_stats(fp);
-  if (settings.gauss_size > 0) {
-    print_sample_stats(fp);
-    print_regular_stat(fp);
-  }
 }
 
 void release_stats() {

@@ -180,3 +180,12 @@ void print_regular_stat(FILE *fp) {
   flush_desc(fp);
   print_covar(fp, stats.regular_s);
 }
+
+void print_stats(FILE *fp) {
+  if (fp == nullptr) return;
+  print_basic_stats(fp);
+  if (settings.gauss_size > 0) {
+    print_sample_stats(fp);
+    print_regular_stat(fp);
+  }
+}

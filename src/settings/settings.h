@@ -96,15 +96,6 @@ struct RunSettings {
   int tuple_size_c, tuple_size_d, tuple_size_all;
   int mode_nominal;
   AttrInfo *attr_info;      // per attribute
-
-  // phase timings (CPU and wall clock)
-  long double stime_read, etime_read, stime_em, etime_em, stime_memp, etime_memp;
-  long double stime_cluster, etime_cluster, stime_eval, etime_eval;
-  long double stime_rank, etime_rank, stime_dissim, etime_dissim;
-  long double stime_lap_read, etime_lap_read, stime_lap_em, etime_lap_em;
-  long double stime_lap_memp, etime_lap_memp, stime_lap_cluster, etime_lap_cluster;
-  long double stime_lap_eval, etime_lap_eval, stime_lap_rank, etime_lap_rank;
-  long double stime_lap_dissim, etime_lap_dissim;
 };
 
 extern RunSettings settings;

@@ -1,6 +1,7 @@
 // Membership distributions against Bayes' rule worked out by hand, the
 // deliberate differences of the log path, the hard clustering with its tie
 // rules and sorted value lists, and the membership sections.
+#include "driver/run.h"
 #include "model/cluster.h"
 
 #include <gtest/gtest.h>

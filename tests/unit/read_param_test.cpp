@@ -1,6 +1,7 @@
 // Parameter and hyperparameter files: a hand-written file read back and
 // written again byte for byte, the stored arrays, the rejection of malformed
 // files with their messages, and mutated files that must end the run cleanly.
+#include "driver/run.h"
 #include "input/read_param.h"
 
 #include <gtest/gtest.h>

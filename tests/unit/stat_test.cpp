@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "output/print.h"
 #include "analysis/stat.h"
 #include "case_file_util.h"
 
@@ -21,6 +22,7 @@ double d(long double x) { return static_cast<double>(x); }
 TEST(Stat, SampleMeanAndCovarianceWithMissingValues) {
   read_text_as(kRoles, kTable);
   compute_stats();
+  print_stats(settings.fp_log);
   // mean: observed sum / (N - missing count)
   EXPECT_NEAR(d(stats.sample_u_raw[0][0]), 14.0 / 4, 1e-15);
   EXPECT_NEAR(d(stats.sample_u_raw[0][1]), 18.0 / 3, 1e-15);
@@ -41,6 +43,7 @@ TEST(Stat, RegularStatisticsLeaveOutExtremeValues) {
   read_text_as(kRoles, kTable);
   settings.mode_regular_stat = 1;
   compute_stats();
+  print_stats(settings.fp_log);
   EXPECT_NEAR(d(stats.regular_min[0][0]), 1.3, 1e-15);
   EXPECT_NEAR(d(stats.regular_max[0][1]), 8, 1e-15);
   // Value 1 of column 1 and value 2 of column 2 are extreme.
@@ -55,6 +58,7 @@ TEST(Stat, SectionsInOrder) {
   FILE *log_fp = tmpfile();
   read_text_as(kRoles, kTable, "csv", log_fp);
   compute_stats();
+  print_stats(settings.fp_log);
   std::string log = stream_text(log_fp);
   std::vector<std::string> ids;
   for (size_t p = log.find("#### ID:STAT"); p != std::string::npos; p = log.find("#### ID:", p + 1))
@@ -80,6 +84,7 @@ TEST(Stat, SingularSampleCovarianceNeedsTheConstantPrior) {
               "'--smooth-var \\(-L\\) const:Var'");
   settings.mode_smooth_s = 2;
   compute_stats();
+  print_stats(settings.fp_log);
   EXPECT_NEAR(d(stats.sample_s_raw[0][0][1]), 2, 1e-15);
 }
 
