@@ -2,7 +2,7 @@
 // given), keep the best by the score, then the phases after the fit.
 #include <cstdio>
 
-#include "analysis/stat.h"
+#include "input/stat.h"
 #include "base/misc.h"
 #include "driver/run.h"
 #include "input/read_freq.h"

@@ -9,7 +9,7 @@
 #include "base/misc.h"
 #include "settings/settings.h"
 #include "input/read_freq.h"
-#include "analysis/stat.h"
+#include "input/stat.h"
 #include "output/print.h"
 
 Model model;

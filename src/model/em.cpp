@@ -4,7 +4,8 @@
 #include <cstdint>
 #include <cstring>
 
-#include "analysis/stat.h"
+#include "input/stat.h"
+#include "base/guards.h"
 #include "base/misc.h"
 #include "base/random.h"
 #include "settings/settings.h"
@@ -16,7 +17,6 @@
 namespace {
 
 const long double kDecreaseTol = 1e-6L;
-const long double kSingularDet = 1e-15L;
 
 // ---- initialisation ---------------------------------------------------------
 

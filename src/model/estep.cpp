@@ -6,6 +6,7 @@
 #include <cmath>
 #include <vector>
 
+#include "base/guards.h"
 #include "base/misc.h"
 #include "base/parallel.h"
 #include "base/scratch.h"
@@ -18,8 +19,6 @@
 #include "output/print.h"
 
 namespace {
-
-const long double kMinProb = 1e-60L;
 
 // ---- complete-data probabilities ----------------------------------------------
 

@@ -2,7 +2,7 @@
 // themselves) and the sample statistics.
 #include <cstdlib>
 
-#include "analysis/stat.h"
+#include "input/stat.h"
 #include "base/hash.h"
 #include "settings/settings.h"
 #include "input/read_freq.h"

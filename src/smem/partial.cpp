@@ -4,7 +4,8 @@
 #include <cmath>
 #include <cstdlib>
 
-#include "analysis/stat.h"
+#include "input/stat.h"
+#include "base/guards.h"
 #include "base/matrix.h"
 #include "base/misc.h"
 #include "base/random.h"
@@ -18,7 +19,6 @@
 namespace {
 
 const char kModule[] = "partial.cpp";
-const long double kMinProb = 1e-60L;
 
 bool in_part(int k) {
   return k == smem.part_class[0] || k == smem.part_class[1] || k == smem.part_class[2];

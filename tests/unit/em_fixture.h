@@ -11,7 +11,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "analysis/stat.h"
+#include "input/stat.h"
 #include "driver/init.h"
 #include "input/read_freq.h"
 #include "model/allocate.h"

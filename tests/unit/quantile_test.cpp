@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "analysis/quantile.h"
+#include "input/quantile.h"
 #include "test_util.h"
 
 namespace {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "output/print.h"
-#include "analysis/stat.h"
+#include "input/stat.h"
 #include "case_file_util.h"
 
 namespace {
