@@ -13,6 +13,7 @@
 
 #include "base/format_lg.h"
 #include "base/misc.h"
+#include "base/stop.h"
 #include "settings/settings.h"
 #include "input/read_freq.h"
 #include "model/allocate.h"
@@ -127,6 +128,7 @@ struct RowBlock {
 // Writes the gathered rows. The file is quadratic in the number of cases, so
 // a full disk is a real possibility: a short write ends the run.
 void drain(RowBlock *out) {
+  check_stop();
   size_t done = out->used > 0 ? fwrite(out->buf, 1, out->used, out->fp) : 0;
   if (done != out->used || fflush(out->fp) != 0) die("Couldn't write %s\n", settings.fname_dissim);
   out->used = 0;

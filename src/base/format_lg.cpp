@@ -147,16 +147,12 @@ char *put_fraction(char *p, const char *frac, int n) {
   return p + n;
 }
 
-// "e", the sign and at least two digits (the exponent is below 10^4).
+// "e", the sign and two digits: the exact range (2^-128 <= |x| < 2^64) keeps
+// the decimal exponent between -39 and 19.
 char *put_exponent(char *p, int x10) {
   *p++ = 'e';
   *p++ = x10 < 0 ? '-' : '+';
   unsigned u = x10 < 0 ? -x10 : x10;
-  if (u >= 100) {
-    if (u >= 1000) *p++ = static_cast<char>('0' + u / 1000);
-    *p++ = static_cast<char>('0' + u / 100 % 10);
-    u %= 100;
-  }
   memcpy(p, kPairs + 2 * u, 2);
   return p + 2;
 }

@@ -11,6 +11,7 @@
 
 #include "base/allocate_matrix.h"
 #include "base/matrix.h"
+#include "base/stop.h"
 #include "settings/settings.h"
 
 WorkBuffers work_buf;
@@ -23,8 +24,6 @@ struct PrecCache {
   bool has_msg, has_desc, has_data, has_float;
 };
 PrecCache prec_cache;
-
-ExitHandler exit_handler = nullptr;
 
 char float_field[60];
 char int_field[12];
@@ -57,7 +56,7 @@ char *alloc_work_buffer() {
   char *b = static_cast<char *>(calloc(WORK_BUF_SIZE, 1));
   if (b == nullptr) {
     fputs("Couldn't allocate memory for buffers\n", stderr);
-    exit(1);
+    exit_run(1);
   }
   return b;
 }
@@ -93,13 +92,6 @@ void release_buffer() {
     free(*b);
     *b = nullptr;
   }
-}
-
-void set_exit_handler(ExitHandler handler) { exit_handler = handler; }
-
-void exit_run(int status) {
-  if (exit_handler != nullptr) exit_handler(status);
-  exit(status);
 }
 
 FILE *msg_stream() { return settings.fp_msg != nullptr ? settings.fp_msg : stderr; }
@@ -349,7 +341,9 @@ void print_msg_matrix(long double *const *m, const char *fmt, ...) {
   fflush(msg_stream());
 }
 
+// Called once per EM update: also the place where a stop request takes effect.
 void print_dot_message(int i) {
+  check_stop();
   if (i % 20 != 0) return;
   if (i % 100 == 0)
     fprintf(msg_stream(), "%d", i);
@@ -390,10 +384,4 @@ long double elapsed_sec() {
 void stamp_time(long double *cpu, long double *wall) {
   *cpu = current_sec();
   *wall = elapsed_sec();
-}
-
-FILE *open_output(const char *fname) {
-  FILE *fp = fopen(fname, "wb");
-  if (fp == nullptr) die("Couldn't open %s\n", fname);
-  return fp;
 }

@@ -7,6 +7,8 @@
 #include <cstddef>
 #include <cstdio>
 
+#include "base/stop.h"
+
 enum { WORK_BUF_SIZE = 1048576 };
 
 // Five work buffers shared by the conversions and the printer.
@@ -18,13 +20,8 @@ extern WorkBuffers work_buf;
 void initialize_buffer();
 void release_buffer();
 
-// Termination: none of these returns; all exit with status 1.
-// A failure ends the process through exit_run, which calls exit unless a
-// handler is installed: a harness that feeds many inputs through the readers
-// in one process installs one that takes control back (it must not return).
-typedef void (*ExitHandler)(int status);
-void set_exit_handler(ExitHandler handler);
-[[noreturn]] void exit_run(int status);
+// Termination: none of these returns; all end the run with status 1
+// through exit_run (base/stop.h).
 [[noreturn]] void die(const char *fmt, ...) __attribute__((format(printf, 1, 2)));
 [[noreturn]] void die_line(const char *fname, int line_no, int id, const char *line,
                            const char *reason, int column);
@@ -32,10 +29,6 @@ void set_exit_handler(ExitHandler handler);
 [[noreturn]] void die_dimension(const char *func);
 [[noreturn]] void die_alloc(const char *module, int site);
 [[noreturn]] void die_realloc(const char *module, int site);
-
-// Opens a result file for writing (binary, truncated); a failure ends the
-// run with "Couldn't open <name>".
-FILE *open_output(const char *fname);
 
 // Allocation; failures print the allocation message to stderr and exit 1.
 void *xmalloc0(size_t size, const char *module, int site);

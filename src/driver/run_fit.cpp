@@ -4,6 +4,7 @@
 
 #include "input/stat.h"
 #include "base/misc.h"
+#include "base/result_file.h"
 #include "driver/run.h"
 #include "input/read_freq.h"
 #include "input/read_hparam.h"
@@ -105,7 +106,7 @@ void fit_single_k() {
 void write_param_file() {
   FILE *fp = open_output(settings.fname_param);
   print_param(fp);
-  fclose(fp);
+  close_output(fp);
 }
 
 void read_phase() {

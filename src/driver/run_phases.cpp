@@ -7,6 +7,7 @@
 #include "analysis/eval.h"
 #include "analysis/rank.h"
 #include "base/misc.h"
+#include "base/result_file.h"
 #include "driver/run.h"
 #include "input/read_freq.h"
 #include "input/read_param.h"
@@ -23,7 +24,7 @@ namespace {
 void write_cluster_file() {
   FILE *fp = open_output(settings.fname_cluster);
   print_cluster(fp);
-  fclose(fp);
+  close_output(fp);
 }
 
 // The evaluation against the answer classes, timed as a phase of its own.
@@ -34,7 +35,7 @@ void evaluate_clusters() {
   compute_eval();
   FILE *fp = open_output(settings.fname_eval);
   print_eval(fp);
-  fclose(fp);
+  close_output(fp);
   release_eval();
   stamp_time(&run_times.etime_eval, &run_times.etime_lap_eval);
   print_msg("done\n");
@@ -66,7 +67,7 @@ void member_main() {
   FILE *fp = open_output(settings.fname_memp);
   print_case_member_prob(fp);
   if (settings.mode_show_attr_memp) print_attr_member_prob(fp);
-  fclose(fp);
+  close_output(fp);
   stamp_time(&run_times.etime_memp, &run_times.etime_lap_memp);
   print_msg("done\n");
 }
@@ -93,7 +94,7 @@ void rank_main() {
   compute_rank();
   FILE *fp = open_output(settings.fname_rank);
   print_rank(fp);
-  fclose(fp);
+  close_output(fp);
   release_rank();
   stamp_time(&run_times.etime_rank, &run_times.etime_lap_rank);
   print_msg("done\n");
@@ -109,7 +110,7 @@ void dissim_main() {
       if (discrete_index(a) >= 0) print_dissim_cat(fp, a);
   if (settings.mode_gauss)
     for (int g = 0; g < settings.gauss_size; g++) print_dissim_gauss(fp, g);
-  fclose(fp);
+  close_output(fp);
   stamp_time(&run_times.etime_dissim, &run_times.etime_lap_dissim);
   print_msg("done\n");
 }

@@ -8,6 +8,7 @@
 #include "base/allocate_matrix.h"
 #include "base/hash.h"
 #include "base/misc.h"
+#include "base/result_file.h"
 #include "base/random.h"
 #include "driver/init.h"
 #include "driver/xgetopt.h"
@@ -25,7 +26,7 @@ const char *const unknown_option_msg = "Unknown/illegal option specification: %s
 // Before the log is open, failures go to stderr only.
 [[noreturn]] void fail_unknown_option() {
   fprintf(stderr, unknown_option_msg, xopt.optstr);
-  exit(1);
+  exit_run(1);
 }
 
 // Pass 1: help, full help, version, unknown options and the base name; the
@@ -41,7 +42,7 @@ void option_pass1(int argc, char **argv) {
   }
   if (settings.fname_base[0] == '\0') {
     fprintf(stderr, "Missing or illegal %s option (Use -h for usage)\n", option_name(OPT_TARGET));
-    exit(1);
+    exit_run(1);
   }
 }
 
@@ -50,7 +51,7 @@ int parse_format() {
   if (strcmp(xopt.xoptarg_c, "csv") == 0) return FORMAT_CSV;
   if (strcmp(xopt.xoptarg_c, "txt") == 0) return FORMAT_TXT;
   fprintf(stderr, "Unexpected file format: %s (Use -h for usage)\n", xopt.xoptarg);
-  exit(1);
+  exit_run(1);
 }
 
 // Pass 2: what the file names depend on.
@@ -174,7 +175,7 @@ void apply_score() {
     settings.ic_type = 2;
   } else {
     fprintf(stderr, "Unexpected information criterion: %s (Use -h for usage)\n", xopt.xoptarg);
-    exit(1);
+    exit_run(1);
   }
 }
 
@@ -359,20 +360,12 @@ bool readable(const char *name) {
   return true;
 }
 
-FILE *open_or_exit(const char *name) {
-  FILE *fp = fopen(name, "wb");
-  if (fp == nullptr) {
-    fprintf(stderr, "Couldn't open %s\n", name);
-    exit(1);
-  }
-  return fp;
-}
-
 }  // namespace
 
 void initialize_rand() { init_genrand(settings.rand_seed); }
 
 int vesk_main(int argc, char **argv) {
+  install_stop_signals();
   set_default_settings();
   initialize_buffer();
   initialize_printer();
@@ -456,11 +449,11 @@ void determine_format(const char *txt_candidate, const char *csv_candidate) {
   if (settings.format_in != FORMAT_CSV && settings.format_in != FORMAT_TXT) {
     fprintf(stderr, "Couldn't find the input file (neither %s nor %s)\n", txt_candidate,
             csv_candidate);
-    exit(1);
+    exit_run(1);
   }
 }
 
 void open_log() {
-  settings.fp_log = open_or_exit(settings.fname_log);
-  settings.fp_msg = settings.mode_msg ? open_or_exit(settings.fname_msg) : stderr;
+  settings.fp_log = open_stream_file(settings.fname_log);
+  settings.fp_msg = settings.mode_msg ? open_stream_file(settings.fname_msg) : stderr;
 }

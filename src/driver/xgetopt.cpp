@@ -168,7 +168,7 @@ char *get_option_str(int id, const XOption *table, int long_only) {
     char *s = static_cast<char *>(malloc(size));
     if (s == nullptr) {
       fputs("Couldn't allocate memory (get_option_str)\n", stderr);
-      exit(1);
+      exit_run(1);
     }
     if (o->letter != 0 && !long_only)
       snprintf(s, size, "--%s (-%c)", o->name, o->letter);

@@ -87,6 +87,7 @@ int count_entries(FILE *fp) {
   bool at_start = true, comment = false, open_line = false;
   size_t got;
   while ((got = fread(chunk, 1, sizeof chunk, fp)) > 0) {
+    check_stop();
     for (size_t i = 0; i < got; i++) {
       if (at_start) {
         comment = chunk[i] == '#';
@@ -395,6 +396,7 @@ bool next_case_line(LineState *st) {
 
 void read_freq_body(LineState *st) {
   while (next_case_line(st)) {
+    check_stop();
     st->lines_read++;
     read_line(st);
   }

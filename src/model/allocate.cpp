@@ -565,6 +565,6 @@ void check_read_hparam() {
   if (settings.mode_gauss) check_read_hparam_gauss();
   if (!settings.mode_smooth_strict) {
     fprintf(stderr, "Pseudo counts read from %s should be all positive\n", settings.fname_hparam);
-    exit(1);
+    exit_run(1);
   }
 }

@@ -136,7 +136,9 @@ void add_data_int(int n) { append_item(int2str(n)); }
 
 void add_data_str(const char *s) { append_item(s); }
 
+// Between rows a stop request takes effect.
 void flush_data(FILE *fp) {
+  check_stop();
   if (printer.data_line_offset == 0) return;
   if (printer.data_line_offset > DATA_LINE_SIZE) die("Output buffer overflow (size >= %d)\n", DATA_LINE_SIZE);
   printer.data_line[printer.data_line_offset] = '\0';
@@ -147,6 +149,7 @@ void flush_data(FILE *fp) {
 }
 
 void print_data(FILE *fp, const char *fmt, ...) {
+  check_stop();
   va_list ap;
   va_start(ap, fmt);
   vfprintf(fp, conv_data(fmt), ap);

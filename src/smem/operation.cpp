@@ -17,8 +17,6 @@ struct Kept {
   long double lambda, loglike, log_prior;
 };
 
-enum Reject { ACCEPT, NO_IMPROVEMENT, SMALL_IMPROVEMENT, SMALL_CLASS };
-
 // Posteriors and class counts of the current model, both criteria and the
 // sorted candidate list.
 void prepare_operation() {
@@ -58,27 +56,18 @@ int try_candidate(int o, int pos, int tried, int limit, int *part) {
   return full;
 }
 
-Reject judge(const SmCandidate &c, long double l_new, long double l_last) {
-  if (l_new <= l_last) return NO_IMPROVEMENT;
-  if (l_new - l_last <= settings.min_smem_improve) return SMALL_IMPROVEMENT;
-  long double lim = settings.min_new_param_c;
-  const long double *pc = model.param_c;
-  if (lim > 0 && !(pc[c.i] > lim && pc[c.j] > lim && pc[c.k] > lim)) return SMALL_CLASS;
-  return ACCEPT;
-}
-
-void print_decision(const SmCandidate &c, Reject why, long double l_new, long double l_last) {
+void print_decision(const SmCandidate &c, SmDecision why, long double l_new, long double l_last) {
   print_msg("    -- %s [%d,%d]->[%d] & [%d]->[%d,%d] (L current: %.Nf / last: %.Nf)\n",
-            why == ACCEPT ? "Accepted" : "Rejected", c.i, c.j, c.i, c.k, c.j, c.k, l_new, l_last);
+            why == SM_ACCEPT ? "Accepted" : "Rejected", c.i, c.j, c.i, c.k, c.j, c.k, l_new, l_last);
   const long double *pc = model.param_c;
   switch (why) {
-    case NO_IMPROVEMENT: print_msg("       <No improvement>\n"); break;
-    case SMALL_IMPROVEMENT: print_msg("       <Too small improvement: %.Ne>\n", l_new - l_last); break;
-    case SMALL_CLASS:
+    case SM_NO_IMPROVEMENT: print_msg("       <No improvement>\n"); break;
+    case SM_SMALL_IMPROVEMENT: print_msg("       <Too small improvement: %.Ne>\n", l_new - l_last); break;
+    case SM_SMALL_CLASS:
       print_msg("       <Too small split/merged class probabilities: %d - %.Nf, %d - %.Nf, %d - %.Nf>\n", c.i,
                 pc[c.i], c.j, pc[c.j], c.k, pc[c.k]);
       break;
-    case ACCEPT: break;
+    case SM_ACCEPT: break;
   }
 }
 
@@ -100,9 +89,9 @@ bool walk_candidates(int o, int limit, Kept *kept) {
     }
     int part = 0, full = try_candidate(o, pos, tried, limit, &part);
     const SmCandidate &c = smem.sm_candidate[pos];
-    Reject why = judge(c, model.final_lambda, kept->lambda);
+    SmDecision why = judge_candidate(c, model.final_lambda, kept->lambda);
     print_decision(c, why, model.final_lambda, kept->lambda);
-    if (why == ACCEPT) {
+    if (why == SM_ACCEPT) {
       smem.num_iterate_sm_part[o] = part;
       smem.num_iterate_sm_full[o] = full;
       *kept = Kept{model.final_lambda, model.final_loglike, model.final_log_prior};
@@ -115,6 +104,15 @@ bool walk_candidates(int o, int limit, Kept *kept) {
 }
 
 }  // namespace
+
+SmDecision judge_candidate(const SmCandidate &c, long double l_new, long double l_last) {
+  if (l_new <= l_last) return SM_NO_IMPROVEMENT;
+  if (l_new - l_last <= settings.min_smem_improve) return SM_SMALL_IMPROVEMENT;
+  long double lim = settings.min_new_param_c;
+  const long double *pc = model.param_c;
+  if (lim > 0 && !(pc[c.i] > lim && pc[c.j] > lim && pc[c.k] > lim)) return SM_SMALL_CLASS;
+  return SM_ACCEPT;
+}
 
 void run_sm_operations(int limit) {
   Kept kept{model.final_lambda, model.final_loglike, model.final_log_prior};

@@ -99,9 +99,10 @@ long double log_sum(const long double *x, int n) {
   return mx + logl(sum);
 }
 
+// The singular-covariance test of the full EM: every class, in index order.
 bool singular_part(int o, int t) {
-  for (int c : smem.part_class)
-    if (check_singular_class(c, t, smem.lambda_sm[o][t])) return true;
+  for (int k = 0; k < settings.num_class; k++)
+    if (check_singular_class(k, t, smem.lambda_sm[o][t])) return true;
   return false;
 }
 
@@ -219,15 +220,15 @@ void update_param_part() {
     model.param_c[c] = (model.expect_c[c] + class_pseudo_count(c)) * total / denom;
     update_param_one(c);
   }
-  // A covariance that cannot be inverted is left with determinant 0, which
-  // the singular-covariance test then reports: it ends only the partial EM.
-  if (settings.mode_gauss) refresh_precisions();
+  if (settings.mode_gauss && refresh_precisions() != 0)
+    die_part("update_param_part", "Failed to invert covariances\n");
   if (settings.mode_verbose) print_param(settings.fp_log);
 }
 
 int smem_iterate_part(int o, int limit) {
   int t = 0;
   for (;;) {
+    check_stop();
     compute_conditional_prob_part();
     compute_expect_part();
     update_param_part();

@@ -115,6 +115,11 @@ void release_smem();
 // Phase 2: up to num_sm operations from the current model (the best
 // restart); leaves the kept model and its final values in place.
 void run_sm_operations(int limit);
+// How a tried candidate is judged: its final objective against the one kept
+// (an improvement must exceed --min-sm-imp), then, with --min-new-c-param,
+// the probabilities of its three classes.
+enum SmDecision { SM_ACCEPT, SM_NO_IMPROVEMENT, SM_SMALL_IMPROVEMENT, SM_SMALL_CLASS };
+SmDecision judge_candidate(const SmCandidate &c, long double l_new, long double l_last);
 // Fits the kidx-th class count: restarts, then split-merge operations.
 void smem_iterate(int kidx);
 

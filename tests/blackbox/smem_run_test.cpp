@@ -3,6 +3,7 @@
 // the log sections; the filters; class counts below three.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <regex>
 #include <string>
@@ -188,6 +189,26 @@ TEST(SmemFilters, CandidateAndClassLimits) {
                   "       <Too small split/merged class probabilities: \\1 - 0\\.\\d{6}, \\2 - 0\\.\\d{6}, "
                   "\\3 - 0\\.\\d{6}>\n");
   EXPECT_TRUE(std::regex_search(r.err, line)) << r.err;
+}
+
+// An ML fit of iris whose best restart ends on a singular class 0. The
+// partial EM tests every class, as the full EM does: candidate 0 stops before
+// its first partial update, naming class 0. Candidate 1's partial update
+// meets a covariance it cannot invert, which ends the run.
+TEST(SmemSingular, PartialEmTestsEveryClassAndStopsOnAFailedInversion) {
+  TempDir dir;
+  dir.copy_data("iris_freq.csv");
+  RunResult r = run_vesk(dir, split_fields("-f iris -s v2 -k 4 -x 5 -u 0-3 -E 4 -o 1 -r 5 --min-sm-imp 1e9", ' '));
+  EXPECT_EQ(r.status, 1);
+  EXPECT_NE(r.err.find("    Candidate 0 (0 not skipped): Jmerge(1,2)=9.125546 / Jsplit(3)=-3.769288\n    #iters  "
+                       "(Stopped: 0 iters -- singular covars (det=1.296878e-16) at class#=0, gauss#=0)\t"),
+            std::string::npos)
+      << r.err;
+  const std::string msg = "Numerical error (update_param_part): Failed to invert covariances\n", end = "#iters " + msg;
+  EXPECT_EQ(r.err.substr(r.err.size() - std::min(r.err.size(), end.size())), end);
+  std::string log = dir.read("iris_v2_log.csv");  // the parameters, then the message
+  EXPECT_NE(log.find("#### ID:PARAM-CLASS"), std::string::npos);
+  EXPECT_EQ(log.substr(log.size() - std::min(log.size(), msg.size())), msg);
 }
 
 // Below three classes no split-merge triple exists: K = 2 of a range is fitted

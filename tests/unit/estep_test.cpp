@@ -85,16 +85,25 @@ TEST_F(TinyMixed, EStepOnBothScalesAndTemperatures) {
   }
 }
 
+// The floor of 1e-60: an incomplete probability at or below it gives no
+// posterior (and nothing to the expected counts), one just above it does.
 TEST_F(TinyMixed, TinyIncompleteProbabilityGivesNoPosterior) {
-  compute_complete_prob();
-  model.prob_comp[0][1] = 0.6e-61L;
-  model.prob_comp[1][1] = 0.4e-61L;
-  compute_incomplete_prob();
-  EXPECT_NEAR(model.prob_incomp[1], 1e-61L, 1e-75L);
-  compute_conditional_prob();
-  EXPECT_EQ(model.prob_cond[0][1] + model.prob_cond[1][1], 0.0L);
-  compute_expect();
-  EXPECT_EQ(model.expect_w[0][0][1] + model.expect_w[1][0][1], 0.0L);
+  const struct {
+    long double px;
+    bool posterior;
+  } table[] = {{1e-61L, false}, {1e-60L, false}, {nextafterl(1e-60L, 1), true}, {1e-52L, true}};
+  for (const auto &row : table) {
+    compute_complete_prob();
+    model.prob_comp[0][1] = row.px;
+    model.prob_comp[1][1] = 0;
+    compute_incomplete_prob();
+    EXPECT_EQ(model.prob_incomp[1], row.px);
+    compute_conditional_prob();
+    EXPECT_EQ(model.prob_cond[0][1], row.posterior ? 1.0L : 0.0L) << static_cast<double>(row.px);
+    EXPECT_EQ(model.prob_cond[1][1], 0.0L);
+    compute_expect();
+    if (!row.posterior) EXPECT_EQ(model.expect_w[0][0][1] + model.expect_w[1][0][1], 0.0L);
+  }
 }
 
 TEST(EStepMissing, WhollyMissingCaseGetsClassPrior) {

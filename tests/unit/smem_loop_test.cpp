@@ -60,6 +60,65 @@ TEST(SmemPartial, UpdateTouchesOnlyThreeClasses) {
   em_fixture::unload();
 }
 
+// Without convergence (epsilon 0) the partial EM makes exactly as many
+// updates as the limit allows, and says so.
+TEST(SmemPartial, StopsAtTheUpdateLimit) {
+  for (int limit : {1, 2, 3}) {
+    em_fixture::load(4, 2, nullptr, "a,x,3\nb,y,1\na,y,2\nc,x,1\nb,x,2\n");
+    settings.num_sm = 1;
+    settings.epsilon = 0;
+    alloc_smem();
+    settings.fp_msg = tmpfile();
+    for (int k = 0; k < 4; k++) {
+      model.param_c[k] = 0.25L;
+      for (int a = 0; a < 2; a++)
+        for (int v = 0; v < cases.num_word[a]; v++) model.param_w[k][a][v] = (1 + k + v) / 10.0L;
+    }
+    smem_estep();
+    init_genrand(3);
+    initialize_param_part(SmCandidate{0, 2, 1});
+    compute_complete_prob();
+    compute_incomplete_prob();
+    save_incomplete_prob_part();
+    record_loglike_sm(1, 0, 1.0L);
+    EXPECT_EQ(smem_iterate_part(1, limit), limit);
+    EXPECT_EQ(stream_text(settings.fp_msg), "(S:" + std::to_string(limit) + ")");
+    fclose(settings.fp_msg);
+    settings.fp_msg = nullptr;
+    release_smem();
+    em_fixture::unload();
+  }
+}
+
+// A tried candidate at the boundaries of the decision: an improvement equal
+// to --min-sm-imp is too small, and each of the three classes, k included,
+// must keep a probability strictly above --min-new-c-param (class 1 is not
+// one of them).
+TEST(SmemDecision, Boundaries) {
+  const struct {
+    long double l_new, min_imp, min_c, pi, pj, pk;
+    SmDecision want;
+  } table[] = {
+      {1.0L, 0.5L, 0, 0.3L, 0.3L, 0.3L, SM_NO_IMPROVEMENT},      {0.5L, 0, 0, 0.3L, 0.3L, 0.3L, SM_NO_IMPROVEMENT},
+      {1.5L, 0.5L, 0, 0.3L, 0.3L, 0.3L, SM_SMALL_IMPROVEMENT},   {1.5L, 0.4375L, 0, 0.3L, 0.3L, 0.3L, SM_ACCEPT},
+      {2, 0.5L, 0.25L, 0.3L, 0.3L, 0.25L, SM_SMALL_CLASS},        {2, 0.5L, 0.25L, 0.3L, 0.3L, 0.1L, SM_SMALL_CLASS},
+      {2, 0.5L, 0.25L, 0.1L, 0.3L, 0.3L, SM_SMALL_CLASS},         {2, 0.5L, 0.25L, 0.3L, 0.1L, 0.3L, SM_SMALL_CLASS},
+      {2, 0.5L, 0.25L, 0.3L, 0.3L, 0.3L, SM_ACCEPT},              {2, 0.5L, 0, 0.01L, 0.01L, 0.01L, SM_ACCEPT},
+  };
+  long double *kept = model.param_c, pc[4];
+  model.param_c = pc;
+  for (const auto &row : table) {
+    settings.min_smem_improve = row.min_imp;
+    settings.min_new_param_c = row.min_c;
+    pc[2] = row.pi, pc[0] = row.pj, pc[3] = row.pk, pc[1] = 0.01L;
+    EXPECT_EQ(judge_candidate(SmCandidate{2, 0, 3}, row.l_new, 1.0L), row.want)
+        << static_cast<double>(row.l_new) << " " << static_cast<double>(row.pk);
+  }
+  model.param_c = kept;
+  settings.min_smem_improve = -1;
+  settings.min_new_param_c = 0.001L;
+}
+
 // Two distant groups of cases and a class sitting on the far one. The first
 // partial update gives both halves of the split class a covariance of rank
 // one: the partial EM ends without an update, and nothing stops. A singular
