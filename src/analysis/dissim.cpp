@@ -44,7 +44,7 @@ char delimiter() { return settings.format_out == FORMAT_CSV ? ',' : '\t'; }
 
 void init_items(KlItems *it, int n, FailKind kind, int index) {
   it->n = n;
-  it->K = settings.num_class;
+  it->K = model.num_class;
   it->kind = kind;
   it->index = index;
   it->prob.assign(static_cast<size_t>(n) * it->K, 0.0L);

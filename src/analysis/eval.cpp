@@ -11,6 +11,7 @@
 #include "base/misc.h"
 #include "settings/settings.h"
 #include "input/read_freq.h"
+#include "model/allocate.h"
 #include "model/cluster.h"
 
 Evaluation eval;
@@ -20,7 +21,7 @@ namespace {
 const char kModule[] = "eval.cpp";
 const long double kLn2 = 0.6931471805599453;
 
-int num_k() { return settings.num_class; }
+int num_k() { return model.num_class; }
 int num_a() { return cases.num_ans_class; }
 
 // Pairs among m items.

@@ -19,7 +19,7 @@ namespace {
 
 const char kModule[] = "rank.cpp";
 
-int num_k() { return settings.num_class; }
+int num_k() { return model.num_class; }
 int num_e() { return cases.num_entry; }
 int num_d() { return settings.mode_nominal ? settings.tuple_size_d : 0; }
 int num_g() { return settings.mode_gauss ? settings.gauss_size : 0; }

@@ -29,7 +29,7 @@ void score_model(int kidx) {
 // Fits the current K: split-and-merge EM when enabled and a split-merge
 // triple exists (K >= 3), plain EM with restarts otherwise.
 void fit_model(int kidx) {
-  if (settings.num_sm > 0 && settings.num_class >= 3) smem_iterate(kidx);
+  if (settings.num_sm > 0 && model.num_class >= 3) smem_iterate(kidx);
   else em_iterate(kidx);
 }
 
@@ -50,7 +50,7 @@ void fit_k_range() {
   print_size(settings.fp_log);
   long double best = 0;
   for (int k = settings.kmin, kidx = 0; k <= settings.kmax; k += settings.kstep, kidx++) {
-    settings.num_class = k;
+    model.num_class = k;
     print_msg("|Classes| = %d:\n", k);
     set_smooth_auto();
     alloc_param();
@@ -89,9 +89,10 @@ void setup_single_hparam() {
 }
 
 void fit_single_k() {
+  model.num_class = settings.num_class;
   // A hyperparameter file sets the class count, so it is read first.
   setup_single_hparam();
-  print_msg("#classes = %d:\n", settings.num_class);
+  print_msg("#classes = %d:\n", model.num_class);
   print_size(settings.fp_log);
   alloc_param();
   alloc_fit_arrays();
@@ -99,7 +100,7 @@ void fit_single_k() {
   fit_model(0);
   score_model(0);
   release_fit_arrays();
-  model.num_class_opt = settings.num_class;
+  model.num_class_opt = model.num_class;
   print_msg("  %s = %.Nf\n", settings.ic_type_str, model.ic[0]);
 }
 

@@ -181,7 +181,7 @@ void read_hparam() {
   if (r.section < num_sections())
     die("Insufficiennt hyperparameter specifications in %s (#data-matrices = %d)\n", r.fname, r.section);
   close_section_reader(&r);
-  settings.num_class = b.rows.num_class;
+  model.num_class = b.rows.num_class;
   alloc_hparam_read();
   store_pseudo_counts(&b.rows);
   if (settings.mode_gauss) store_gauss_priors(&b);

@@ -64,7 +64,7 @@ void evaluate(int i, long double beta) {
 
 // True when a covariance of some class became singular; reports it.
 bool check_singular(int i) {
-  for (int k = 0; k < settings.num_class; k++)
+  for (int k = 0; k < model.num_class; k++)
     if (check_singular_class(k, i, model.lambda_[i])) return true;
   return false;
 }
@@ -202,15 +202,15 @@ bool raise_itemp(int quiet, int i, long double *beta) {
 }
 
 void initialize_param() {
-  init_distribution(model.param_c, settings.num_class, settings.init_type_class == 1 ? 1 : 2, nullptr);
+  init_distribution(model.param_c, model.num_class, settings.init_type_class == 1 ? 1 : 2, nullptr);
   int wt = settings.init_type_word;
   if (settings.mode_nominal && (wt < 1 || wt > 3))
     die("Internal error: unexpected initialization method for discrete attribute values\n");
-  for (int k = 0; k < settings.num_class && settings.mode_nominal; k++)
+  for (int k = 0; k < model.num_class && settings.mode_nominal; k++)
     for (int a = 0; a < settings.tuple_size_d; a++)
       init_distribution(model.param_w[k][a], cases.num_word[a], wt, cases.word_freq_list[a]);
   if (settings.mode_gauss) {
-    for (int k = 0; k < settings.num_class; k++)
+    for (int k = 0; k < model.num_class; k++)
       for (int g = 0; g < settings.gauss_size; g++) init_param_gauss(k, g);
     if (refresh_precisions() != 0) {
       print_param(settings.fp_log);

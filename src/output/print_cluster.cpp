@@ -14,7 +14,7 @@
 
 namespace {
 
-int num_k() { return settings.num_class; }
+int num_k() { return model.num_class; }
 
 // ---- membership sections --------------------------------------------------------
 

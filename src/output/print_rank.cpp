@@ -16,7 +16,7 @@ namespace {
 
 const char kRankComment[] = "in the decending order of the class probs. and the membership probs.";
 
-int num_k() { return settings.num_class; }
+int num_k() { return model.num_class; }
 
 // Number of cases listed per class: the count, unless a threshold is used or
 // the count is below 1 or not below the number of entries.

@@ -37,7 +37,7 @@ struct RunSettings {
   FILE *fp_log, *fp_msg;
 
   // model size
-  int num_class, tuple_size;
+  int num_class, tuple_size;  // num_class: the K given (the fit reads model.num_class)
   int kmin, kmax, kstep, mode_search_num_class;
 
   // EM control

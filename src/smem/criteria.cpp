@@ -18,7 +18,7 @@ namespace {
 
 const char kModule[] = "criteria.cpp";
 
-int num_k() { return settings.num_class; }
+int num_k() { return model.num_class; }
 
 // Observed-component flags of group g of a case, in a buffer of `cap` ints.
 const int *observed_flags(const CaseRecord &rec, int g, int *buf) {

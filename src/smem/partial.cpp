@@ -101,7 +101,7 @@ long double log_sum(const long double *x, int n) {
 
 // The singular-covariance test of the full EM: every class, in index order.
 bool singular_part(int o, int t) {
-  for (int k = 0; k < settings.num_class; k++)
+  for (int k = 0; k < model.num_class; k++)
     if (check_singular_class(k, t, smem.lambda_sm[o][t])) return true;
   return false;
 }
@@ -156,7 +156,7 @@ void compute_complete_prob_part() {
 // infinity when no other class exists).
 void save_incomplete_prob_part() {
   bool log_scale = use_log_scale();
-  int nk = settings.num_class;
+  int nk = model.num_class;
   long double *x = static_cast<long double *>(xmalloc0(sizeof(long double) * (nk > 0 ? nk : 1), kModule, 3));
   for (int e = 0; e < cases.num_entry; e++) {
     int n = 0;

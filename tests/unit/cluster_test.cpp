@@ -48,7 +48,7 @@ class ClusterTest : public ::testing::Test {
     settings.gauss_attr[0][0] = 1;
     settings.tuple_size_d = settings.tuple_size_c = 1;
     settings.mode_nominal = settings.mode_gauss = settings.mode_em = 1;
-    settings.num_class = 2;
+    model.num_class = 2;
     settings.format_in = FORMAT_TXT;
     settings.format_out = FORMAT_CSV;
     char tmpl[] = "/tmp/vesk_cl_XXXXXX";

@@ -21,7 +21,7 @@ long double cnt(int e) { return cases.freq_list[e].count; }
 long double density(int k, int e) { return reference::complete(k, e, false, false, 1) / model.param_c[k]; }
 long double posterior(int k, int e) {
   long double sum = 0;
-  for (int j = 0; j < settings.num_class; j++) sum += reference::complete(j, e, false, false, 1);
+  for (int j = 0; j < model.num_class; j++) sum += reference::complete(j, e, false, false, 1);
   return reference::complete(k, e, false, false, 1) / sum;
 }
 
