@@ -100,7 +100,9 @@ TEST(Interrupt, StopsAtASafePointAndLeavesWholeFiles) {
       EXPECT_TRUE(!log.empty() && log.back() == '\n');
       EXPECT_FALSE(has_temp_file(dir.path));
       for (const char *name : kResults)
-        if (dir.exists(name)) EXPECT_EQ(dir.read(name), ref.read(name)) << name;
+        if (dir.exists(name)) {
+          EXPECT_EQ(dir.read(name), ref.read(name)) << name;
+        }
     }
 }
 

@@ -102,7 +102,9 @@ TEST_F(TinyMixed, TinyIncompleteProbabilityGivesNoPosterior) {
     EXPECT_EQ(model.prob_cond[0][1], row.posterior ? 1.0L : 0.0L) << static_cast<double>(row.px);
     EXPECT_EQ(model.prob_cond[1][1], 0.0L);
     compute_expect();
-    if (!row.posterior) EXPECT_EQ(model.expect_w[0][0][1] + model.expect_w[1][0][1], 0.0L);
+    if (!row.posterior) {
+      EXPECT_EQ(model.expect_w[0][0][1] + model.expect_w[1][0][1], 0.0L);
+    }
   }
 }
 
