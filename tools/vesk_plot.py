@@ -7,32 +7,37 @@ BASE is the prefix of the result files (the -f value, with "_SUFFIX" when
 -s was given): BASE_log.csv (or .txt) must exist, BASE_cluster.* is used
 when present. Writes
 
-    PREFIX_score.png    score of every K tried, the chosen K marked
+    PREFIX_score.png    score of every K tried (one axis per score), the
+                        chosen K marked
     PREFIX_trace.png    log-likelihood (or log posterior under priors) of
                         each K against the EM updates of its best restart
-    PREFIX_sizes.png    number of cases in each cluster
-    PREFIX_answer.png   clusters against the answer classes (runs with -E)
+    PREFIX_sizes.png    number of cases in each cluster, largest first
+    PREFIX_answer.png   clusters against the answer classes (runs with -E),
+                        answers in order of first appearance
 
 PREFIX is BASE unless --out says otherwise. A warning goes to standard
 error (and into the score plot) when the chosen K is the largest K tried,
 or the smallest when that is above 2: the best K may lie outside the range.
+The figures are those of the vesk package's Mixture.plot_* methods.
 """
 
 import os
 import sys
 
+_HERE = os.path.dirname(os.path.abspath(__file__))
+sys.path.insert(0, os.path.join(os.path.dirname(_HERE), "python"))
+
 try:
     import matplotlib
     import pandas as pd
-except ImportError:  # the python3 first on PATH may lack them
-    sys.exit("vesk_plot.py needs pandas and matplotlib: on Debian apt-get install "
-             "python3-pandas python3-matplotlib and run it with /usr/bin/python3")
-
-matplotlib.use("Agg")
-import matplotlib.pyplot as plt  # noqa: E402
-
-sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from vesk_result import read_result  # noqa: E402
+    matplotlib.use("Agg")
+    import matplotlib.pyplot as plt
+    from vesk import plots
+    from vesk.plots import edge_warning  # noqa: F401
+    from vesk.result import read_result
+except ImportError as e:  # the python3 first on PATH may lack them
+    sys.exit("vesk_plot.py needs pandas and matplotlib (%s): on Debian apt-get install "
+             "python3-pandas python3-matplotlib and run it with /usr/bin/python3" % e)
 
 
 def _find(base, ending):
@@ -49,64 +54,13 @@ def _description(df, label):
     return None
 
 
-def edge_warning(ks, best):
-    """A warning text when `best` lies at an edge of the K values tried
-    that could be moved, else None."""
-    ks = sorted(ks)
-    if len(ks) < 2:
-        return None
-    if best == ks[-1]:
-        return "the chosen K = %d is the largest tried; try a range with larger K" % best
-    if best == ks[0] and best > 2:
-        return "the chosen K = %d is the smallest tried; try a range with smaller K" % best
-    return None
-
-
-def plot_score(log, out):
+def score_table(log):
+    """The SCORE section as the package's scores_ table, and the chosen K."""
     score = log["SCORE"]
     criterion = _description(score, "Selected criterion") or "BIC"
-    best = int(_description(score, "Optimal num. of classes"))
-    column = "BIC" if criterion == "BIC" else "AUTOCLASS"
-    ks = score["Num. of classes"]
-    fig, ax = plt.subplots(figsize=(6, 4))
-    ax.plot(ks, score[column], "o-", label=criterion)
-    other = "AUTOCLASS" if column == "BIC" else "BIC"
-    if score[other].notna().any():
-        ax.plot(ks, score[other], "s--", color="grey", alpha=0.6,
-                label="BIC" if other == "BIC" else "Cheeseman-Stutz score")
-    chosen = score[ks == best]
-    ax.plot(chosen["Num. of classes"], chosen[column], "r*", markersize=16,
-            label="chosen K = %d" % best)
-    warning = edge_warning(list(ks), best)
-    title = "Score against K (larger is better)"
-    if warning:
-        title += "\nWARNING: " + warning
-        sys.stderr.write("vesk_plot.py: warning: %s\n" % warning)
-    ax.set_title(title, fontsize=10)
-    ax.set_xlabel("number of classes K")
-    ax.set_ylabel(criterion)
-    ax.set_xticks(list(ks))
-    ax.legend(fontsize=8)
-    return _save(fig, out + "_score.png")
-
-
-def plot_trace(log, out):
-    fig, ax = plt.subplots(figsize=(6, 4))
-    ylabel = "Log likelihood"
-    for key, df in log.items():
-        if not key.startswith("LOGLIKE-") or df.empty:
-            continue
-        if "Log a posteriori prob." in df.columns:
-            ylabel = "Log a posteriori prob."
-        k = int(df["Num. of classes"].iloc[0])
-        smem = "SMEM" in key
-        ax.plot(range(len(df)), df[ylabel], "--" if smem else "-",
-                label="K = %d%s" % (k, " (split-merge)" if smem else ""))
-    ax.set_title("EM trace of the best restart of each K", fontsize=10)
-    ax.set_xlabel("update")
-    ax.set_ylabel(ylabel)
-    ax.legend(fontsize=8)
-    return _save(fig, out + "_trace.png")
+    table = pd.DataFrame({"K": score["Num. of classes"], "bic": score["BIC"],
+                          "cs": score["AUTOCLASS"], "criterion": criterion, "status": "ok"})
+    return table, int(_description(score, "Optimal num. of classes"))
 
 
 def cluster_sizes(log, cluster):
@@ -116,44 +70,14 @@ def cluster_sizes(log, cluster):
     return cluster["CLUSTER-CASE-BY-CASE"]["Cluster k"].value_counts().sort_index()
 
 
-def plot_sizes(sizes, out):
-    fig, ax = plt.subplots(figsize=(6, 4))
-    ax.bar([str(k) for k in sizes.index], sizes.values)
-    for x, v in enumerate(sizes.values):
-        ax.text(x, v, str(v), ha="center", va="bottom", fontsize=8)
-    ax.set_title("Cluster sizes", fontsize=10)
-    ax.set_xlabel("cluster k")
-    ax.set_ylabel("cases")
-    return _save(fig, out + "_sizes.png")
-
-
 def answer_table(cases):
-    """Cases per cluster (rows) and answer class (columns)."""
-    return pd.crosstab(cases["Cluster k"], cases["Answer class"])
-
-
-def plot_answer(table, out):
-    fig, ax = plt.subplots(figsize=(1.5 + 1.2 * len(table.columns), 1.5 + 0.6 * len(table)))
-    im = ax.imshow(table.values, cmap="Blues", aspect="auto")
-    ax.set_xticks(range(len(table.columns)))
-    ax.set_xticklabels([str(c) for c in table.columns], rotation=30, ha="right", fontsize=8)
-    ax.set_yticks(range(len(table.index)))
-    ax.set_yticklabels([str(k) for k in table.index])
-    top = table.values.max() if table.size else 0
-    for i in range(len(table.index)):
-        for j in range(len(table.columns)):
-            v = table.values[i, j]
-            ax.text(j, i, str(v), ha="center", va="center", fontsize=8,
-                    color="white" if v > top / 2 else "black")
-    ax.set_xlabel("answer class")
-    ax.set_ylabel("cluster k")
-    ax.set_title("Clusters against answer classes", fontsize=10)
-    fig.colorbar(im, ax=ax)
-    return _save(fig, out + "_answer.png")
+    """Cases per cluster (rows) and answer class (columns, first appearance first)."""
+    answers = cases["Answer class"]
+    order = list(pd.unique(answers.dropna()))
+    return pd.crosstab(cases["Cluster k"], pd.Categorical(answers, categories=order))
 
 
 def _save(fig, path):
-    fig.tight_layout()
     fig.savefig(path, dpi=100)
     plt.close(fig)
     return path
@@ -171,19 +95,28 @@ def main(argv):
     if log_path is None:
         sys.stderr.write("vesk_plot.py: neither %s_log.csv nor %s_log.txt exists\n" % (base, base))
         return 1
-    log = read_result(log_path)
-    if "SCORE" not in log:
-        sys.stderr.write("vesk_plot.py: %s has no SCORE section: the run did not finish\n"
-                         % log_path)
+    try:
+        log = read_result(log_path)
+        if "SCORE" not in log:
+            sys.stderr.write("vesk_plot.py: %s has no SCORE section: the run did not finish\n"
+                             % log_path)
+            return 1
+        cluster_path = _find(base, "_cluster")
+        cluster = read_result(cluster_path) if cluster_path else {}
+    except ValueError as e:
+        sys.stderr.write("vesk_plot.py: %s\n" % e)
         return 1
-    cluster_path = _find(base, "_cluster")
-    cluster = read_result(cluster_path) if cluster_path else {}
-    written = [plot_score(log, out), plot_trace(log, out)]
+    scores, best = score_table(log)
+    warning = edge_warning(list(scores["K"]), best)
+    if warning:
+        sys.stderr.write("vesk_plot.py: warning: %s\n" % warning)
+    written = [_save(plots.scores_figure(scores, best), out + "_score.png"),
+               _save(plots.trace_figure({best: log}), out + "_trace.png")]
     if "CLUSTER-FREQ-CASE" in log or "CLUSTER-CASE-BY-CASE" in cluster:
-        written.append(plot_sizes(cluster_sizes(log, cluster), out))
+        written.append(_save(plots.sizes_figure(cluster_sizes(log, cluster)), out + "_sizes.png"))
     cases = cluster.get("CLUSTER-CASE-BY-CASE")
     if cases is not None and "Answer class" in cases.columns:
-        written.append(plot_answer(answer_table(cases), out))
+        written.append(_save(plots.answers_figure(answer_table(cases)), out + "_answer.png"))
     for path in written:
         print(path)
     return 0

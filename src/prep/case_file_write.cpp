@@ -11,7 +11,7 @@ namespace {
 std::string case_cell(const std::string &cell, int role, bool line_start,
                       const std::vector<std::string> &markers, EncodeCounts *counts) {
   if (role != ROLE_ID && is_missing_text(cell, markers)) return "?";
-  if (role == ROLE_CONTINUOUS) return cell;  // a number: nothing to encode
+  if (role == ROLE_CONTINUOUS || role == ROLE_COUNT) return cell;  // a number: nothing to encode
   return encode_case_text(cell, line_start, counts);
 }
 
@@ -26,30 +26,27 @@ std::string header_line(const DelimitedTable &t, EncodeCounts *counts) {
 
 }  // namespace
 
-void write_case_file(const std::string &path, const DelimitedTable &t,
+void write_case_file(OutputFile *out, const DelimitedTable &t,
                      const std::vector<ColumnPlan> &plans,
                      const std::vector<std::string> &markers, EncodeCounts *counts) {
   EncodeCounts header_counts;
   clear_encode_counts(&header_counts);
-  OutputFile out = open_output_file(path);
-  fprintf(out.fp, "%s\n", header_line(t, &header_counts).c_str());
+  fprintf(out->fp, "%s\n", header_line(t, &header_counts).c_str());
   std::string line;
-  for (size_t r = 0; r < t.rows.size(); r++) {
+  for (size_t r = 0; r < table_rows(t); r++) {
     line.clear();
     for (size_t c = 0; c < t.names.size(); c++) {
       if (c > 0) line += ',';
-      line += case_cell(t.rows[r][c], plans[c].role, c == 0, markers, counts);
+      line += case_cell(table_cell(t, r, c), plans[c].role, c == 0, markers, counts);
     }
     if (line.size() > CASE_LINE_MAX) {
-      fclose(out.fp);
-      remove(out.tmp_path.c_str());
       prep_die("the row on line %d would take %zu bytes in the case file, more than the %d "
                "that vesk reads; ignore or shorten its longest columns",
                t.row_line[r], line.size(), CASE_LINE_MAX);
     }
-    fprintf(out.fp, "%s\n", line.c_str());
+    fprintf(out->fp, "%s\n", line.c_str());
   }
-  commit_output_file(&out);
+  close_output_file(out);
 }
 
 std::string quote_csv_field(const std::string &text) {
@@ -64,13 +61,12 @@ std::string quote_csv_field(const std::string &text) {
   return out + "\"";
 }
 
-void write_columns_file(const std::string &path, const DelimitedTable &t,
+void write_columns_file(OutputFile *out, const DelimitedTable &t,
                         const std::vector<ColumnPlan> &plans) {
-  OutputFile out = open_output_file(path);
-  fputs("index,name,role\n", out.fp);
+  fputs("index,name,role\n", out->fp);
   for (size_t c = 0; c < t.names.size(); c++) {
-    fprintf(out.fp, "%zu,%s,%s\n", c, quote_csv_field(t.names[c]).c_str(),
+    fprintf(out->fp, "%zu,%s,%s\n", c, quote_csv_field(t.names[c]).c_str(),
             role_name(plans[c].role));
   }
-  commit_output_file(&out);
+  close_output_file(out);
 }

@@ -9,6 +9,7 @@
 #include "prep/case_encode.h"
 #include "prep/column_role.h"
 #include "prep/delimited_table.h"
+#include "prep/output_file.h"
 
 // Longest line the case file reader splits whole.
 enum { CASE_LINE_MAX = 131072 };
@@ -16,14 +17,16 @@ enum { CASE_LINE_MAX = 131072 };
 // Writes every column of every row, comma-separated, in input order: the
 // header as a "#" comment line, missing values (cells in `markers`) as "?",
 // other texts encoded (case_encode.h). Dies on a line longer than
-// CASE_LINE_MAX. Counts what was encoded in `counts`.
-void write_case_file(const std::string &path, const DelimitedTable &t,
+// CASE_LINE_MAX. Counts what was encoded in `counts`. The file is left
+// closed under its temporary name (output_file.h).
+void write_case_file(OutputFile *out, const DelimitedTable &t,
                      const std::vector<ColumnPlan> &plans,
                      const std::vector<std::string> &markers, EncodeCounts *counts);
 
 // Writes "index,name,role" and one line per column, the name quoted as in
-// RFC 4180 when it holds a comma, a quote, a line end or edge blanks.
-void write_columns_file(const std::string &path, const DelimitedTable &t,
+// RFC 4180 when it holds a comma, a quote, a line end or edge blanks; left
+// closed under its temporary name.
+void write_columns_file(OutputFile *out, const DelimitedTable &t,
                         const std::vector<ColumnPlan> &plans);
 
 // `text` as one field of an RFC 4180 file.

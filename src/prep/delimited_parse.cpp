@@ -75,19 +75,19 @@ std::string read_field(ParseState &st) {
 
 }  // namespace
 
-std::vector<DelimitedRecord> parse_delimited(const std::string &text, char delimiter,
-                                             const char *fname) {
-  std::vector<DelimitedRecord> records;
+void parse_delimited_each(const std::string &text, char delimiter, const char *fname,
+                          const std::function<void(const std::vector<std::string> &, int)> &take) {
   ParseState st{text, delimiter, fname, 0, 1};
+  std::vector<std::string> fields;
   while (st.pos < text.size()) {
     if (at_line_end(st)) {  // an empty line
       skip_line_end(st);
       continue;
     }
-    DelimitedRecord rec;
-    rec.line = st.line;
+    int line = st.line;
+    fields.clear();
     for (;;) {
-      rec.fields.push_back(read_field(st));
+      fields.push_back(read_field(st));
       if (st.pos < text.size() && text[st.pos] == delimiter) {
         st.pos++;
         continue;
@@ -95,8 +95,17 @@ std::vector<DelimitedRecord> parse_delimited(const std::string &text, char delim
       break;
     }
     if (st.pos < text.size()) skip_line_end(st);
-    records.push_back(std::move(rec));
+    take(fields, line);
   }
+}
+
+std::vector<DelimitedRecord> parse_delimited(const std::string &text, char delimiter,
+                                             const char *fname) {
+  std::vector<DelimitedRecord> records;
+  parse_delimited_each(text, delimiter, fname,
+                       [&records](const std::vector<std::string> &fields, int line) {
+                         records.push_back({fields, line});
+                       });
   return records;
 }
 

@@ -5,6 +5,7 @@
 #ifndef VESK_PREP_DELIMITED_PARSE_H
 #define VESK_PREP_DELIMITED_PARSE_H
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,12 @@ struct DelimitedRecord {
   std::vector<std::string> fields;  // unquoted field texts
   int line;                         // 1-based input line where the record starts
 };
+
+// Gives each record of `text` to `take` (fields, 1-based line where the
+// record starts) as it is read, so that no more than one record is held;
+// lines that are empty are skipped. Dies as parse_delimited does.
+void parse_delimited_each(const std::string &text, char delimiter, const char *fname,
+                          const std::function<void(const std::vector<std::string> &, int)> &take);
 
 // All records of `text`; lines that are empty (no character at all) are
 // skipped. Dies, naming `fname` and the line, on a quoted field that is not

@@ -17,11 +17,6 @@ const char *delimiter_name(char d) {
   }
 }
 
-// A record made only of blanks on a line of its own.
-bool is_blank_record(const DelimitedRecord &rec) {
-  return rec.fields.size() == 1 && trim_blanks(rec.fields[0]).empty();
-}
-
 std::string default_name(size_t i) {
   char buf[32];
   snprintf(buf, sizeof buf, "column%zu", i);
@@ -37,34 +32,71 @@ std::string trim_blanks(const std::string &text) {
   return text.substr(b, e - b);
 }
 
+void add_table_row(DelimitedTable *t, const std::vector<std::string> &cells, int line) {
+  for (const std::string &cell : cells) {
+    t->starts.push_back(t->text.size());
+    t->text.append(cell);
+    t->text.push_back('\0');
+  }
+  t->row_line.push_back(line);
+}
+
 DelimitedTable read_delimited_table(const char *path, char delimiter, bool header) {
-  std::string text = read_text_file(path);
   DelimitedTable t;
-  t.delimiter = delimiter != 0 ? delimiter : detect_delimiter(text);
-  std::vector<DelimitedRecord> records = parse_delimited(text, t.delimiter, path);
-  size_t first = 0;
-  while (first < records.size() && is_blank_record(records[first])) first++;
-  if (first == records.size()) prep_die("%s holds no rows", path);
-  size_t width = records[first].fields.size();
-  for (size_t i = 0; i < width; i++) {
-    std::string name = header ? trim_blanks(records[first].fields[i]) : "";
-    t.names.push_back(name.empty() ? default_name(i) : name);
-  }
-  for (size_t r = header ? first + 1 : first; r < records.size(); r++) {
-    const DelimitedRecord &rec = records[r];
-    if (width > 1 && is_blank_record(rec)) continue;
-    if (rec.fields.size() != width) {
-      prep_die("%s: line %d has %zu fields but line %d has %zu (fields are separated by %s; "
-               "quote a value that holds one with double quotes)",
-               path, rec.line, rec.fields.size(), records[first].line, width,
-               delimiter_name(t.delimiter));
-    }
+  {
+    std::string text = read_text_file(path);
+    t.delimiter = delimiter != 0 ? delimiter : detect_delimiter(text);
+    // Every cell ends at a delimiter or a line end (or the end of the text):
+    // reserving that many cells at once keeps the table from growing by
+    // doubling, so that it takes at most about five times the file.
+    size_t ends = 1;
+    for (char c : text) ends += c == t.delimiter || c == '\n' || c == '\r';
+    t.starts.reserve(ends);
+    t.text.reserve(text.size() + 1);
+    bool named = false;
+    int first_line = 0;
     std::vector<std::string> cells;
-    cells.reserve(width);
-    for (const std::string &f : rec.fields) cells.push_back(trim_blanks(f));
-    t.rows.push_back(std::move(cells));
-    t.row_line.push_back(rec.line);
+    parse_delimited_each(text, t.delimiter, path,
+                         [&](const std::vector<std::string> &fields, int line) {
+      bool blank = fields.size() == 1 && trim_blanks(fields[0]).empty();
+      if (!named) {
+        if (blank) return;
+        named = true;
+        first_line = line;
+        for (size_t i = 0; i < fields.size(); i++) {
+          std::string name = header ? trim_blanks(fields[i]) : "";
+          t.names.push_back(name.empty() ? default_name(i) : name);
+        }
+        if (header) return;
+      }
+      size_t width = t.names.size();
+      if (width > 1 && blank) return;
+      if (fields.size() != width) {
+        prep_die("%s: line %d has %zu fields but line %d has %zu (fields are separated by %s; "
+                 "quote a value that holds one with double quotes)",
+                 path, line, fields.size(), first_line, width, delimiter_name(t.delimiter));
+      }
+      cells.clear();
+      for (const std::string &f : fields) cells.push_back(trim_blanks(f));
+      add_table_row(&t, cells, line);
+    });
+    if (!named) prep_die("%s holds no rows", path);
   }
-  if (t.rows.empty()) prep_die("%s holds a header row but no data rows", path);
+  if (table_rows(t) == 0) prep_die("%s holds a header row but no data rows", path);
   return t;
+}
+
+DelimitedTable arrange_columns(const DelimitedTable &t, const std::vector<long> &source,
+                               const std::vector<std::string> &names,
+                               const std::vector<std::string> &fill) {
+  DelimitedTable out;
+  out.delimiter = t.delimiter;
+  out.names = names;
+  std::vector<std::string> cells(names.size());
+  for (size_t r = 0; r < table_rows(t); r++) {
+    for (size_t c = 0; c < names.size(); c++)
+      cells[c] = source[c] >= 0 ? table_cell(t, r, static_cast<size_t>(source[c])) : fill[c];
+    add_table_row(&out, cells, t.row_line[r]);
+  }
+  return out;
 }

@@ -14,12 +14,15 @@ const char *const USAGE =
     "BASE_freq.csv, the case file for vesk, and BASE_columns.csv (index, name, role).\n"
     "The last line of the output is the vesk command that fits it.\n"
     "Options:\n"
-    "  --role NAME=ROLE   role of the column NAME: continuous, discrete, id, answer, ignored\n"
+    "  --role NAME=ROLE   role of the column NAME: continuous, discrete, id, answer, ignored,\n"
+    "                     count (how many times the row's case occurs)\n"
     "  --columns FILE     take every role from FILE, the BASE_columns.csv of an earlier\n"
     "                     run, to score new data with the model fitted there (-R)\n"
     "  --independent      one Gaussian per continuous column (default: one for all of them)\n"
     "  -k, --classes K    number of classes or Kmin:Kmax:Kstep in the command [2:6:1]\n"
     "  -d, --delimiter C  field delimiter of INPUT: , ; tab or one character [detected]\n"
+    "  --decimal C        decimal mark of the numbers in INPUT: . or , [, where a column is\n"
+    "                     wholly numbers with decimal commas and the delimiter is not a comma]\n"
     "  --no-header        INPUT has no header row; columns are named column0, column1, ...\n"
     "  --na TEXT          read TEXT as a missing value too\n"
     "  --keep TEXT        read TEXT as a value, not as a missing value\n"
@@ -30,6 +33,11 @@ char parse_delimiter(const std::string &v) {
   if (v == "tab" || v == "\\t") return '\t';
   if (v.size() != 1 || v[0] == '"' || v[0] == '\n' || v[0] == '\r' || v[0] == ' ')
     prep_die("--delimiter takes one character or 'tab', not '%s'", v.c_str());
+  return v[0];
+}
+
+char parse_decimal(const std::string &v) {
+  if (v != "," && v != ".") prep_die("--decimal takes . or , not '%s'", v.c_str());
   return v[0];
 }
 
@@ -49,7 +57,7 @@ bool is_option(const char *word, const char *shrt, const char *lng) {
 void print_prep_usage(FILE *fp) { fputs(USAGE, fp); }
 
 PrepOptions parse_prep_options(int argc, char **argv) {
-  PrepOptions o{"", "", 0, true, default_missing_markers(), {}, "", "", {"2:6:1", false, false}};
+  PrepOptions o{"", "", 0, 0, true, default_missing_markers(), {}, "", "", {"2:6:1", false, false}};
   std::vector<std::string> positional;
   for (int i = 1; i < argc; i++) {
     const char *w = argv[i];
@@ -59,7 +67,7 @@ PrepOptions parse_prep_options(int argc, char **argv) {
     }
     bool takes_value = is_option(w, nullptr, "--role") || is_option(w, "-k", "--classes") ||
                        is_option(w, "-d", "--delimiter") || is_option(w, nullptr, "--na") ||
-                       is_option(w, nullptr, "--keep") ||
+                       is_option(w, nullptr, "--keep") || is_option(w, nullptr, "--decimal") ||
                        is_option(w, nullptr, "--columns");
     if (takes_value && i + 1 >= argc) prep_die("%s needs a value (vesk-prep --help for usage)", w);
     const std::string v = takes_value ? argv[++i] : "";
@@ -67,6 +75,7 @@ PrepOptions parse_prep_options(int argc, char **argv) {
     else if (is_option(w, "-k", "--classes")) o.choices.classes = v;
     else if (is_option(w, "-d", "--delimiter")) o.delimiter = parse_delimiter(v);
     else if (is_option(w, nullptr, "--na")) o.missing.push_back(v);
+    else if (is_option(w, nullptr, "--decimal")) o.decimal = parse_decimal(v);
     else if (is_option(w, nullptr, "--keep")) remove_marker(&o.missing, v);
     else if (is_option(w, nullptr, "--columns")) o.columns_file = v;
     else if (is_option(w, nullptr, "--independent")) o.choices.independent = true;

@@ -14,6 +14,7 @@ struct PrepOptions {
   std::string input;                  // the delimited file to read
   std::string base;                   // base name of the files written
   char delimiter;                     // 0: detect from the first line
+  char decimal;                       // ',' or '.'; 0: detect decimal commas per column
   bool header;                        // the first row names the columns
   std::vector<std::string> missing;   // texts read as a missing value
   std::vector<RoleOverride> overrides;

@@ -1,6 +1,7 @@
 #include "prep/prep_report.h"
 
 #include "prep/prep_fail.h"
+#include "prep/role_override.h"
 
 void print_column_table(FILE *fp, const DelimitedTable &t,
                         const std::vector<ColumnSummary> &summaries,
@@ -24,7 +25,13 @@ void warn_about_columns(const DelimitedTable &t, const std::vector<ColumnSummary
                 "--role '%s=discrete' makes it categorical",
                 name, s.n_distinct, name);
     }
-    size_t present = t.rows.size() - static_cast<size_t>(s.n_missing);
+    if (s.index_like && (plans[c].role == ROLE_ID || plans[c].role == ROLE_IGNORED) &&
+        !role_set_by_user(plans[c])) {
+      prep_warn("column '%s' looks like a row index (%s), so it is %s, not an attribute; "
+                "--role '%s=continuous' makes it one",
+                name, plans[c].reason, plans[c].role == ROLE_ID ? "the case ID" : "ignored", name);
+    }
+    size_t present = table_rows(t) - static_cast<size_t>(s.n_missing);
     if (plans[c].role == ROLE_DISCRETE && s.n_distinct > 100 &&
         2 * static_cast<size_t>(s.n_distinct) > present) {
       prep_warn("column '%s' is discrete with %d distinct values in %zu rows; it says little about "

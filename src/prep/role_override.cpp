@@ -1,5 +1,10 @@
 #include "prep/role_override.h"
 
+#include <cctype>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+
 #include "prep/prep_fail.h"
 
 namespace {
@@ -17,6 +22,20 @@ int find_column(const DelimitedTable &t, const std::string &name) {
   return found;
 }
 
+// Every cell a whole number of at least 1, as vesk reads an object count.
+void check_counts(const DelimitedTable &t, size_t c, const char *name) {
+  for (size_t r = 0; r < table_rows(t); r++) {
+    const char *cell = table_cell(t, r, c);
+    char *end = nullptr;
+    errno = 0;
+    long v = strtol(cell, &end, 10);
+    if (end == cell || *end != '\0' || errno != 0 || v < 1 || v > INT_MAX || !isdigit(
+        static_cast<unsigned char>(cell[0])))
+      prep_die("column '%s' cannot be the count: line %d holds '%s', not a whole number of at "
+               "least 1", name, t.row_line[r], cell);
+  }
+}
+
 void check_allowed(const RoleOverride &o, const DelimitedTable &t, const ColumnSummary &s) {
   const char *name = o.name.c_str();
   if (o.role == ROLE_CONTINUOUS && s.n_distinct == 0)
@@ -25,10 +44,12 @@ void check_allowed(const RoleOverride &o, const DelimitedTable &t, const ColumnS
     int r = s.first_text_row;
     size_t c = static_cast<size_t>(find_column(t, o.name));
     prep_die("column '%s' cannot be continuous: line %d holds '%s', which is not a number", name,
-             t.row_line[r], t.rows[r][c].c_str());
+             t.row_line[r], table_cell(t, static_cast<size_t>(r), c));
   }
   if (o.role == ROLE_ID && !s.distinct_per_row)
-    prep_die("column '%s' cannot be the ID: it has missing or repeated values", name);
+    prep_die("column '%s' cannot be the ID: it has missing or repeated values (vesk tells IDs "
+             "apart by their first %d characters)", name, ID_KEEP);
+  if (o.role == ROLE_COUNT) check_counts(t, static_cast<size_t>(find_column(t, o.name)), name);
 }
 
 // The one column of `role` that the user set, or -1; dies on two.
@@ -51,33 +72,17 @@ void yield_role(std::vector<ColumnPlan> *plans, int role, const char *reason) {
 
 }  // namespace
 
-std::vector<RoleOverride> overrides_from_columns_file(const char *path, const DelimitedTable &t) {
-  DelimitedTable cols = read_delimited_table(path, ',', true);
-  if (cols.names.size() != 3 || cols.names[1] != "name" || cols.names[2] != "role")
-    prep_die("%s is not a columns file (index,name,role)", path);
-  if (cols.rows.size() != t.names.size())
-    prep_die("%s names %zu columns but the input has %zu", path, cols.rows.size(), t.names.size());
-  std::vector<RoleOverride> out;
-  for (size_t c = 0; c < cols.rows.size(); c++) {
-    const std::vector<std::string> &row = cols.rows[c];
-    if (row[1] != t.names[c])
-      prep_die("column %zu of the input is '%s' but %s names it '%s'", c, t.names[c].c_str(), path,
-               row[1].c_str());
-    int role = parse_role_name(row[2]);
-    if (role < 0) prep_die("%s: line %d: unknown role '%s'", path, cols.row_line[c], row[2].c_str());
-    out.push_back({row[1], role});
-  }
-  return out;
-}
+bool role_set_by_user(const ColumnPlan &plan) { return plan.reason == SET_BY_USER; }
 
 RoleOverride parse_role_override(const std::string &text) {
   size_t eq = text.rfind('=');
   if (eq == std::string::npos || eq == 0)
-    prep_die("--role takes NAME=ROLE, with ROLE one of continuous, discrete, id, answer, ignored; "
+    prep_die("--role takes NAME=ROLE, with ROLE one of continuous, discrete, id, answer, ignored, "
+             "count; "
              "got '%s'", text.c_str());
   int role = parse_role_name(text.substr(eq + 1));
   if (role < 0)
-    prep_die("--role: unknown role '%s' (continuous, discrete, id, answer or ignored)",
+    prep_die("--role: unknown role '%s' (continuous, discrete, id, answer, ignored or count)",
              text.substr(eq + 1).c_str());
   return {text.substr(0, eq), role};
 }
@@ -93,6 +98,7 @@ void apply_role_overrides(const std::vector<RoleOverride> &overrides, const Deli
   if (single_user_column(*plans, ROLE_ID, "the ID") >= 0)
     yield_role(plans, ROLE_ID, "another column is the ID");
   single_user_column(*plans, ROLE_ANSWER, "the answer");
+  single_user_column(*plans, ROLE_COUNT, "the count");
   for (const ColumnPlan &p : *plans) {
     if (p.role == ROLE_CONTINUOUS || p.role == ROLE_DISCRETE) return;
   }

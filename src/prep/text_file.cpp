@@ -12,24 +12,20 @@ bool starts_with_bytes(const std::string &text, const char *bytes, size_t n) {
   return text.size() >= n && memcmp(text.data(), bytes, n) == 0;
 }
 
-// Line number (1-based) of byte `pos`.
-int line_of(const std::string &text, size_t pos) {
-  int line = 1;
-  for (size_t i = 0; i < pos; i++) {
-    if (text[i] == '\n') line++;
-  }
-  return line;
-}
-
 void check_encoding(const std::string &text, const char *path) {
   if (starts_with_bytes(text, "\xFF\xFE", 2) || starts_with_bytes(text, "\xFE\xFF", 2) ||
       starts_with_bytes(text, "\0\0\xFE\xFF", 4)) {
     prep_die("%s is UTF-16 or UTF-32 encoded; save it as UTF-8 (\"CSV UTF-8\") and try again",
              path);
   }
-  size_t nul = text.find('\0');
-  if (nul != std::string::npos) {
-    prep_die("%s: line %d holds a NUL byte; is it a text file?", path, line_of(text, nul));
+}
+
+// Dies at the first NUL byte of a chunk just read (so that a file such as
+// /dev/zero stops at once); `line` counts the line ends read so far.
+void check_chunk(const char *buf, size_t n, const char *path, long *line) {
+  for (size_t i = 0; i < n; i++) {
+    if (buf[i] == '\n') (*line)++;
+    if (buf[i] == '\0') prep_die("%s: line %ld holds a NUL byte; is it a text file?", path, *line);
   }
 }
 
@@ -46,10 +42,16 @@ std::string read_text_file(const char *path) {
   std::string text;
   char buf[65536];
   size_t n;
-  while ((n = fread(buf, 1, sizeof buf, fp)) > 0) text.append(buf, n);
+  long line = 1;
+  bool first = true;
+  while ((n = fread(buf, 1, sizeof buf, fp)) > 0) {
+    text.append(buf, n);
+    if (first) check_encoding(text, path);
+    first = false;
+    check_chunk(buf, n, path, &line);
+  }
   bool failed = ferror(fp) != 0;
   fclose(fp);
   if (failed) prep_die("cannot read %s", path);
-  check_encoding(text, path);
   return strip_utf8_bom(text);
 }

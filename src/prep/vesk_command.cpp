@@ -59,7 +59,9 @@ std::string shell_quote(const std::string &word) {
 
 std::string vesk_command(const std::string &base, const std::vector<ColumnPlan> &plans,
                          const CommandChoices &choices) {
-  std::string cmd = "vesk -f " + shell_quote(base) + " -x " + num(static_cast<int>(plans.size()));
+  // A count column is the last field, after the -x attributes.
+  int n_attr = static_cast<int>(plans.size() - columns_with(plans, ROLE_COUNT).size());
+  std::string cmd = "vesk -f " + shell_quote(base) + " -x " + num(n_attr);
   std::vector<int> cont = columns_with(plans, ROLE_CONTINUOUS);
   std::vector<int> id = columns_with(plans, ROLE_ID), answer = columns_with(plans, ROLE_ANSWER);
   std::vector<int> ignored = columns_with(plans, ROLE_IGNORED);

@@ -20,8 +20,7 @@ DelimitedTable table_of(const std::vector<std::string> &names,
   for (size_t r = 0; r < columns[0].size(); r++) {
     std::vector<std::string> row;
     for (const auto &col : columns) row.push_back(col[r]);
-    t.rows.push_back(row);
-    t.row_line.push_back(static_cast<int>(r) + 2);
+    add_table_row(&t, row, static_cast<int>(r) + 2);
   }
   return t;
 }

@@ -193,7 +193,8 @@ TEST(PrepCli, NewDataScoredWithAFittedModel) {
   dir.write("other.csv", "a,b\n1,x\n2,y\n");
   p = run_prep(dir, {"other.csv", "o", "--columns", "iris_columns.csv"});
   EXPECT_EQ(p.status, 1);
-  EXPECT_EQ(p.err, "vesk-prep: iris_columns.csv names 7 columns but the input has 2\n");
+  EXPECT_EQ(p.err, "vesk-prep: the input has no column 'sepal length (cm)', a continuous attribute of the "
+            "model in iris_columns.csv\n");
 }
 
 // With only discrete columns vesk merges identical rows unless told not to;

@@ -26,6 +26,16 @@ if(VESK_PYTHON)
     set_tests_properties(python.${suite} PROPERTIES ENVIRONMENT
       "VESK_BIN=$<TARGET_FILE:vesk>;VESK_PREP_BIN=$<TARGET_FILE:vesk-prep>;VESK_SOURCE_DIR=${CMAKE_SOURCE_DIR};MPLBACKEND=Agg;PYTHONDONTWRITEBYTECODE=1")
   endforeach()
+  # The package's own tests (python/tests), against the built programs.
+  file(GLOB VESK_PACKAGE_TESTS CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/python/tests/test_*.py)
+  foreach(file ${VESK_PACKAGE_TESTS})
+    get_filename_component(suite ${file} NAME_WE)
+    add_test(NAME python.package.${suite}
+             COMMAND ${VESK_PYTHON} -m unittest -v ${suite}
+             WORKING_DIRECTORY ${CMAKE_SOURCE_DIR}/python/tests)
+    set_tests_properties(python.package.${suite} PROPERTIES ENVIRONMENT
+      "VESK_BIN=$<TARGET_FILE_DIR:vesk>;MPLBACKEND=Agg;PYTHONDONTWRITEBYTECODE=1")
+  endforeach()
 else()
   message(WARNING "No python3 with pandas and matplotlib (Debian: python3-pandas "
                   "python3-matplotlib): the tool tests are reported as skipped")
@@ -34,8 +44,9 @@ else()
   set_tests_properties(python.tools_skipped PROPERTIES SKIP_RETURN_CODE 77)
 endif()
 
-# `cmake --install` puts both programs and the tools in place.
+# `cmake --install` puts both programs, the tools and the package in place;
+# the installed package, on PYTHONPATH alone, finds the installed programs.
 add_test(NAME install.layout
          COMMAND ${CMAKE_COMMAND} -DBUILD_DIR=${CMAKE_BINARY_DIR}
-                 -DPREFIX=${CMAKE_CURRENT_BINARY_DIR}/install_check
+                 -DPREFIX=${CMAKE_CURRENT_BINARY_DIR}/install_check -DPYTHON=${VESK_PYTHON}
                  -P ${CMAKE_CURRENT_SOURCE_DIR}/python/install_check.cmake)
