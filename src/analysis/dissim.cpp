@@ -13,8 +13,8 @@
 
 #include "base/format_lg.h"
 #include "base/misc.h"
-#include "base/result_file.h"
-#include "driver/vesk.h"
+#include "base/stop.h"
+#include "settings/settings.h"
 #include "input/read_freq.h"
 #include "model/allocate.h"
 #include "model/cluster.h"
@@ -44,7 +44,7 @@ char delimiter() { return settings.format_out == FORMAT_CSV ? ',' : '\t'; }
 
 void init_items(KlItems *it, int n, FailKind kind, int index) {
   it->n = n;
-  it->K = settings.num_class;
+  it->K = model.num_class;
   it->kind = kind;
   it->index = index;
   it->prob.assign(static_cast<size_t>(n) * it->K, 0.0L);
@@ -254,19 +254,4 @@ void print_dissim_gauss(FILE *fp, int g) {
   KlItems it;
   gauss_items(&it, g);
   write_kl_rows(fp, &it, std::to_string(g) + delimiter());
-}
-
-void dissim_main() {
-  print_msg("Computing dissimilarities between attribute values...");
-  stamp_time(&settings.stime_dissim, &settings.stime_lap_dissim);
-  FILE *fp = open_output(settings.fname_dissim);
-  print_dissim_case(fp);
-  if (settings.mode_nominal)
-    for (int a = 0; a < settings.tuple_size; a++)
-      if (discrete_index(a) >= 0) print_dissim_cat(fp, a);
-  if (settings.mode_gauss)
-    for (int g = 0; g < settings.gauss_size; g++) print_dissim_gauss(fp, g);
-  close_output(fp);
-  stamp_time(&settings.etime_dissim, &settings.etime_lap_dissim);
-  print_msg("done\n");
 }

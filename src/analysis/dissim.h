@@ -14,7 +14,4 @@ void print_dissim_case(FILE *fp);
 void print_dissim_cat(FILE *fp, int attr);
 void print_dissim_gauss(FILE *fp, int g);
 
-// Writes the dissimilarity file, timed, with its progress messages.
-void dissim_main();
-
 #endif

@@ -9,11 +9,10 @@
 #include <cstdlib>
 
 #include "base/misc.h"
-#include "base/result_file.h"
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "input/read_freq.h"
+#include "model/allocate.h"
 #include "model/cluster.h"
-#include "output/print.h"
 
 Evaluation eval;
 
@@ -22,7 +21,7 @@ namespace {
 const char kModule[] = "eval.cpp";
 const long double kLn2 = 0.6931471805599453;
 
-int num_k() { return settings.num_class; }
+int num_k() { return model.num_class; }
 int num_a() { return cases.num_ans_class; }
 
 // Pairs among m items.
@@ -127,13 +126,4 @@ void compute_eval() {
   compute_purity(n);
   compute_pair_measures(n);
   compute_info_measures(n);
-}
-
-void eval_main() {
-  alloc_eval();
-  compute_eval();
-  FILE *fp = open_output(settings.fname_eval);
-  print_eval(fp);
-  close_output(fp);
-  release_eval();
 }

@@ -20,7 +20,5 @@ void release_eval();
 // computes every measure from it, the cluster sizes and the answer-class
 // sizes.
 void compute_eval();
-// Computes, writes the evaluation file and frees the contingency table.
-void eval_main();
 
 #endif

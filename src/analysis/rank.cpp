@@ -8,12 +8,10 @@
 #include <vector>
 
 #include "base/misc.h"
-#include "base/result_file.h"
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "input/read_freq.h"
 #include "model/allocate.h"
 #include "model/cluster.h"
-#include "output/print.h"
 
 Ranking ranking;
 
@@ -21,7 +19,7 @@ namespace {
 
 const char kModule[] = "rank.cpp";
 
-int num_k() { return settings.num_class; }
+int num_k() { return model.num_class; }
 int num_e() { return cases.num_entry; }
 int num_d() { return settings.mode_nominal ? settings.tuple_size_d : 0; }
 int num_g() { return settings.mode_gauss ? settings.gauss_size : 0; }
@@ -89,17 +87,4 @@ void compute_rank() {
       rank_indices(ranking.rank_mem_w[k][d], cases.num_word[d], member.prob_mem_w[k][d]);
     for (int g = 0; g < num_g(); g++) rank_indices(ranking.rank_mem_g[k][g], num_e(), member.prob_mem_g[k][g]);
   }
-}
-
-void rank_main() {
-  print_msg("Ranking relevant cases/attvals...");
-  stamp_time(&settings.stime_rank, &settings.stime_lap_rank);
-  alloc_rank();
-  compute_rank();
-  FILE *fp = open_output(settings.fname_rank);
-  print_rank(fp);
-  close_output(fp);
-  release_rank();
-  stamp_time(&settings.etime_rank, &settings.etime_lap_rank);
-  print_msg("done\n");
 }

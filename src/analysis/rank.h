@@ -19,7 +19,5 @@ void rank_indices(int *idx, int n, const long double *key);
 void alloc_rank();
 void release_rank();
 void compute_rank();
-// Writes the rank file, timed, with its progress messages.
-void rank_main();
 
 #endif

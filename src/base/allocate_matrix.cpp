@@ -43,20 +43,16 @@ static_assert(sizeof(MatHeader) == 24, "matrix header must be 24 bytes");
 const size_t VBLOCK_ALIGN = 16;
 const size_t MBLOCK_ALIGN = 24;
 
-struct VectorPool {
+// One pool of blocks with headers H.
+template <class H>
+struct Pool {
   char *arena;
-  size_t vp_last0;  // byte offset of the next block to carve
-  VecHeader *vp_free0;  // rover into the circular free list
+  size_t last;  // byte offset of the next block to carve
+  H *rover;     // into the circular free list; null until the pool starts
 };
 
-struct MatrixPool {
-  char *arena;
-  size_t mp_last0;
-  MatHeader *mp_free0;
-};
-
-VectorPool vpool;
-MatrixPool mpool;
+Pool<VecHeader> vpool;
+Pool<MatHeader> mpool;
 
 size_t round_up(size_t x, size_t unit) { return (x + unit - 1) / unit * unit; }
 
@@ -93,8 +89,8 @@ void start_vector_pool() {
   VecHeader *s = reinterpret_cast<VecHeader *>(vpool.arena);
   s->next = s;
   s->n = 0;
-  vpool.vp_free0 = s;
-  vpool.vp_last0 = vec_block_size(0);
+  vpool.rover = s;
+  vpool.last = vec_block_size(0);
 }
 
 void start_matrix_pool() {
@@ -103,35 +99,26 @@ void start_matrix_pool() {
   s->next = s;
   s->rows = s->cols = 0;
   s->elems = nullptr;
-  mpool.mp_free0 = s;
-  mpool.mp_last0 = mat_block_size(0);
+  mpool.rover = s;
+  mpool.last = mat_block_size(0);
 }
 
-VecHeader *vector_sentinel() { return reinterpret_cast<VecHeader *>(vpool.arena); }
-MatHeader *matrix_sentinel() { return reinterpret_cast<MatHeader *>(mpool.arena); }
+template <class H>
+H *sentinel(const Pool<H> &pool) { return reinterpret_cast<H *>(pool.arena); }
+
+bool same_shape(const VecHeader *h, int n, int) { return h->n == n; }
+bool same_shape(const MatHeader *h, int rows, int cols) { return h->rows == rows && h->cols == cols; }
 
 // One walk around the free list for an exact fit; the rover becomes the
 // predecessor of the block taken.
-VecHeader *take_free_vector(int n) {
-  VecHeader *rover = vpool.vp_free0;
-  VecHeader *prev = rover;
-  for (VecHeader *p = rover->next;; prev = p, p = p->next) {
-    if (p != vector_sentinel() && p->n == n) {
+template <class H>
+H *take_free(Pool<H> *pool, int a, int b) {
+  H *rover = pool->rover;
+  H *prev = rover;
+  for (H *p = rover->next;; prev = p, p = p->next) {
+    if (p != sentinel(*pool) && same_shape(p, a, b)) {
       prev->next = p->next;
-      vpool.vp_free0 = prev;
-      return p;
-    }
-    if (p == rover) return nullptr;
-  }
-}
-
-MatHeader *take_free_matrix(int rows, int cols) {
-  MatHeader *rover = mpool.mp_free0;
-  MatHeader *prev = rover;
-  for (MatHeader *p = rover->next;; prev = p, p = p->next) {
-    if (p != matrix_sentinel() && p->rows == rows && p->cols == cols) {
-      prev->next = p->next;
-      mpool.mp_free0 = prev;
+      pool->rover = prev;
       return p;
     }
     if (p == rover) return nullptr;
@@ -144,10 +131,10 @@ MatHeader *take_free_matrix(int rows, int cols) {
 
 VecHeader *carve_vector(int n) {
   size_t size = vec_block_size(n);
-  size_t end = vpool.vp_last0 + size;
+  size_t end = vpool.last + size;
   if (static_cast<long>(end / VPOOL_UNIT) >= max_vpool_size0 || end > VPOOL_BYTES) die_vector_pool();
-  VecHeader *h = reinterpret_cast<VecHeader *>(vpool.arena + vpool.vp_last0);
-  vpool.vp_last0 = end;
+  VecHeader *h = reinterpret_cast<VecHeader *>(vpool.arena + vpool.last);
+  vpool.last = end;
   h->next = nullptr;
   h->n = n;
   return h;
@@ -155,12 +142,12 @@ VecHeader *carve_vector(int n) {
 
 MatHeader *carve_matrix(int rows, int cols) {
   size_t size = mat_block_size(rows);
-  size_t end = mpool.mp_last0 + size;
+  size_t end = mpool.last + size;
   if (static_cast<long>(end / MPOOL_UNIT) >= max_mpool_size0 || end > MPOOL_BYTES)
     die("Ran out of memory for matrices (allocated size: %d bytes)\n",
         static_cast<int>(max_mpool_size0));
-  MatHeader *h = reinterpret_cast<MatHeader *>(mpool.arena + mpool.mp_last0);
-  mpool.mp_last0 = end;
+  MatHeader *h = reinterpret_cast<MatHeader *>(mpool.arena + mpool.last);
+  mpool.last = end;
   h->next = nullptr;
   h->rows = rows;
   h->cols = cols;
@@ -178,6 +165,22 @@ bool in_arena(const char *arena, size_t last, const void *block) {
   return arena != nullptr && b > arena && b < arena + last;
 }
 
+// Links block b into the address-ordered free list at its place; meeting the
+// block itself on the way means it was already free. `what` names the kind.
+template <class H>
+void link_free(Pool<H> *pool, H *b, const char *what) {
+  if (pool->rover == nullptr || !in_arena(pool->arena, pool->last, b))
+    die("Internal error: released a %s that is not in the pool (%p)\n", what, static_cast<void *>(b));
+  H *p = pool->rover;
+  for (;; p = p->next) {
+    if (p == b || p->next == b) die("Internal error: double-freed a %s (%p)\n", what, static_cast<void *>(b));
+    if (p < b && (b < p->next || p->next <= p)) break;
+  }
+  b->next = p->next;
+  p->next = b;
+  pool->rover = b;
+}
+
 }  // namespace
 
 int vector_size(const long double *v) { return vec_header(v)->n; }
@@ -186,17 +189,17 @@ int matrix_cols(long double *const *m) { return mat_header(m)->cols; }
 
 // Starting a pool again first releases the previous arena.
 void reserve_vectors(long long count, int n) {
-  if (vpool.vp_free0 == nullptr) start_vector_pool();
+  if (vpool.rover == nullptr) start_vector_pool();
   long long free_blocks = 0;
-  VecHeader *rover = vpool.vp_free0;
+  VecHeader *rover = vpool.rover;
   for (VecHeader *p = rover->next;; p = p->next) {
-    if (p != vector_sentinel() && p->n == n) free_blocks++;
+    if (p != sentinel(vpool) && p->n == n) free_blocks++;
     if (p == rover) break;
   }
   // A block fits while its end stays below the capacity limit.
   size_t limit = static_cast<size_t>(max_vpool_size0) * VPOOL_UNIT;
   if (limit > VPOOL_BYTES + 1) limit = VPOOL_BYTES + 1;
-  size_t room = vpool.vp_last0 < limit ? limit - 1 - vpool.vp_last0 : 0;
+  size_t room = vpool.last < limit ? limit - 1 - vpool.last : 0;
   long long fresh = static_cast<long long>(room / vec_block_size(n));
   if (count > free_blocks + fresh) die_vector_pool();
 }
@@ -204,40 +207,40 @@ void reserve_vectors(long long count, int n) {
 void initialize_vector_pool() {
   if (vpool.arena != nullptr) release_vector_pool();
   vpool.arena = static_cast<char *>(calloc_str0(VPOOL_BYTES, MODULE, 1));
-  vpool.vp_last0 = 0;
-  vpool.vp_free0 = nullptr;
+  vpool.last = 0;
+  vpool.rover = nullptr;
 }
 
 void initialize_matrix_pool() {
   if (mpool.arena != nullptr) release_matrix_pool();
   mpool.arena = static_cast<char *>(calloc_str0(MPOOL_BYTES, MODULE, 2));
-  mpool.mp_last0 = 0;
-  mpool.mp_free0 = nullptr;
+  mpool.last = 0;
+  mpool.rover = nullptr;
 }
 
 void release_vector_pool() {
   free(vpool.arena);
-  vpool = VectorPool();
+  vpool = Pool<VecHeader>();
 }
 
 // Frees the element storage of every carved block, then the arena.
 void release_matrix_pool() {
-  if (mpool.arena != nullptr && mpool.mp_last0 > 0) {
+  if (mpool.arena != nullptr && mpool.last > 0) {
     size_t off = mat_block_size(0);  // past the sentinel
-    while (off < mpool.mp_last0) {
+    while (off < mpool.last) {
       MatHeader *h = reinterpret_cast<MatHeader *>(mpool.arena + off);
       free(h->elems);
       off += mat_block_size(h->rows);
     }
   }
   free(mpool.arena);
-  mpool = MatrixPool();
+  mpool = Pool<MatHeader>();
 }
 
 Vector alloc_vector(int n) {
   if (n < 0) die_dimension("alloc_vector");
-  if (vpool.vp_free0 == nullptr) start_vector_pool();
-  VecHeader *h = take_free_vector(n);
+  if (vpool.rover == nullptr) start_vector_pool();
+  VecHeader *h = take_free(&vpool, n, 0);
   if (h == nullptr) h = carve_vector(n);
   h->next = nullptr;
   return vec_elems(h);
@@ -245,47 +248,19 @@ Vector alloc_vector(int n) {
 
 Matrix alloc_matrix(int rows, int cols) {
   if (rows < 0 || cols < 0) die_dimension("alloc_matrix");
-  if (mpool.mp_free0 == nullptr) start_matrix_pool();
-  MatHeader *h = take_free_matrix(rows, cols);
+  if (mpool.rover == nullptr) start_matrix_pool();
+  MatHeader *h = take_free(&mpool, rows, cols);
   if (h == nullptr) h = carve_matrix(rows, cols);
   h->next = nullptr;
   return mat_rowptrs(h);
 }
 
-// Links the block into the address-ordered free list at its place; meeting
-// the block itself on the way means it was already free.
 void release_vector0(Vector v) {
-  if (v == nullptr) return;
-  VecHeader *b = vec_header(v);
-  if (vpool.vp_free0 == nullptr || !in_arena(vpool.arena, vpool.vp_last0, b))
-    die("Internal error: released a vector that is not in the pool (%p)\n",
-        static_cast<void *>(b));
-  VecHeader *p = vpool.vp_free0;
-  for (;; p = p->next) {
-    if (p == b || p->next == b)
-      die("Internal error: double-freed a vector (%p)\n", static_cast<void *>(b));
-    if (p < b && (b < p->next || p->next <= p)) break;
-  }
-  b->next = p->next;
-  p->next = b;
-  vpool.vp_free0 = b;
+  if (v != nullptr) link_free(&vpool, vec_header(v), "vector");
 }
 
 void release_matrix0(Matrix m) {
-  if (m == nullptr) return;
-  MatHeader *b = mat_header(m);
-  if (mpool.mp_free0 == nullptr || !in_arena(mpool.arena, mpool.mp_last0, b))
-    die("Internal error: released a matrix that is not in the pool (%p)\n",
-        static_cast<void *>(b));
-  MatHeader *p = mpool.mp_free0;
-  for (;; p = p->next) {
-    if (p == b || p->next == b)
-      die("Internal error: double-freed a matrix (%p)\n", static_cast<void *>(b));
-    if (p < b && (b < p->next || p->next <= p)) break;
-  }
-  b->next = p->next;
-  p->next = b;
-  mpool.mp_free0 = b;
+  if (m != nullptr) link_free(&mpool, mat_header(m), "matrix");
 }
 
 size_t vector_block_bytes(int n) { return sizeof(VecHeader) + sizeof(long double) * n; }

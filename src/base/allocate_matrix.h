@@ -35,16 +35,12 @@ void copy_vector(Vector dst, const long double *src);
 void copy_matrix(Matrix dst, long double *const *src);
 Vector alloc_clear_vector(int n);
 Matrix alloc_clear_matrix(int rows, int cols);
-Vector alloc_set_vector(int n, long double x);
-Matrix alloc_set_matrix(int rows, int cols, long double x);
-Vector dup_vector(const long double *v);
 Matrix dup_matrix(long double *const *m);
 Vector alloc_proj_vector(const long double *v, const int *flags);
 Vector alloc_proj_vector_n(const long double *v, const int *flags, int n);
 Matrix alloc_proj_matrix(long double *const *m, const int *row_flags, const int *col_flags);
 Matrix alloc_proj_matrix_n(long double *const *m, const int *row_flags, const int *col_flags,
                            int rows, int cols);
-Matrix alloc_vprod_matrix(const long double *a, const long double *b);
 
 // Vectors living outside the pool (for example in the case table): the bytes
 // one needs, and a handle formatted in caller-owned memory of that size.

@@ -55,24 +55,6 @@ Matrix alloc_clear_matrix(int rows, int cols) {
   return m;
 }
 
-Vector alloc_set_vector(int n, long double x) {
-  Vector v = alloc_vector(n);
-  set_vector(v, x);
-  return v;
-}
-
-Matrix alloc_set_matrix(int rows, int cols, long double x) {
-  Matrix m = alloc_matrix(rows, cols);
-  set_matrix(m, x);
-  return m;
-}
-
-Vector dup_vector(const long double *v) {
-  Vector d = alloc_vector(vector_size(v));
-  copy_vector(d, v);
-  return d;
-}
-
 Matrix dup_matrix(long double *const *m) {
   Matrix d = alloc_matrix(matrix_rows(m), matrix_cols(m));
   copy_matrix(d, m);
@@ -98,11 +80,5 @@ Matrix alloc_proj_matrix_n(long double *const *m, const int *row_flags, const in
                            int rows, int cols) {
   Matrix out = alloc_matrix(rows, cols);
   proj_matrix(m, row_flags, col_flags, out);
-  return out;
-}
-
-Matrix alloc_vprod_matrix(const long double *a, const long double *b) {
-  Matrix out = alloc_matrix(vector_size(a), vector_size(b));
-  set_vprod_matrix(out, a, b);
   return out;
 }

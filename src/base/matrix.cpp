@@ -25,8 +25,6 @@ int count_flags(const int *flags, int n) {
   return c;
 }
 
-bool not_finite(long double x) { return std::isnan(x) || std::isinf(x); }
-
 }  // namespace
 
 long double trace(long double *const *m) {
@@ -99,14 +97,6 @@ long double prod_vector(const long double *a, const long double *b) {
   long double s = 0.0L;
   for (int i = 0; i < n; i++) s += a[i] * b[i];
   return s;
-}
-
-void mul_const_vector(Vector v, long double x) {
-  for (int i = 0; i < vector_size(v); i++) v[i] *= x;
-}
-
-void div_const_vector(Vector v, long double x) {
-  for (int i = 0; i < vector_size(v); i++) v[i] /= x;
 }
 
 void mul_const_matrix(Matrix m, long double x) {
@@ -190,19 +180,6 @@ void vector2matrix(const long double *v, Matrix m) {
   for (int k = 0; k < n; k++) m[k / cols][k % cols] = v[k];
 }
 
-int verify_vector(const long double *v) {
-  for (int i = 0; i < vector_size(v); i++)
-    if (not_finite(v[i])) return 1;
-  return 0;
-}
-
-int verify_matrix(long double *const *m) {
-  for (int i = 0; i < matrix_rows(m); i++)
-    for (int j = 0; j < matrix_cols(m); j++)
-      if (not_finite(m[i][j])) return 1;
-  return 0;
-}
-
 // Diagnostic dumps: tab-separated elements, rows on their own lines, closed
 // by "   ]".
 namespace {
@@ -227,9 +204,6 @@ void fprint_vector(FILE *fp, const long double *v) {
 
 void fprint_matrix(FILE *fp, long double *const *m) { fprint_rows(fp, m, "\t%.Nf"); }
 void fprint_matrix_p(FILE *fp, long double *const *m) { fprint_rows(fp, m, "\t%.Ng"); }
-void print_vector(const long double *v) { fprint_vector(stdout, v); }
-void print_matrix(long double *const *m) { fprint_matrix(stdout, m); }
-void print_matrix_p(long double *const *m) { fprint_matrix_p(stdout, m); }
 
 // ---- factorisations, determinants and inverses ----
 

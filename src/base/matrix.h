@@ -23,8 +23,6 @@ void diff_matrix(Matrix a, long double *const *b, Matrix out = nullptr);
 void sum_vector(Vector a, const long double *b, Vector out = nullptr);
 void diff_vector(Vector a, const long double *b, Vector out = nullptr);
 long double prod_vector(const long double *a, const long double *b);
-void mul_const_vector(Vector v, long double x);
-void div_const_vector(Vector v, long double x);
 void mul_const_matrix(Matrix m, long double x);
 void div_const_matrix(Matrix m, long double x);
 void proj_vector(const long double *src, const int *flags, Vector out);
@@ -35,15 +33,10 @@ void prod_matrix(long double *const *a, long double *const *b, Matrix out);
 void copy_upper_to_lower(Matrix m);
 void matrix2vector(long double *const *m, Vector v);
 void vector2matrix(const long double *v, Matrix m);
-int verify_vector(const long double *v);
-int verify_matrix(long double *const *m);
 
 void fprint_vector(FILE *fp, const long double *v);
 void fprint_matrix(FILE *fp, long double *const *m);
 void fprint_matrix_p(FILE *fp, long double *const *m);
-void print_vector(const long double *v);
-void print_matrix(long double *const *m);
-void print_matrix_p(long double *const *m);
 
 long double lu(long double *const *a, Matrix l, Matrix u, int *perm);
 long double determinant(long double *const *m);

@@ -12,7 +12,7 @@
 #include "base/allocate_matrix.h"
 #include "base/matrix.h"
 #include "base/stop.h"
-#include "driver/vesk.h"
+#include "settings/settings.h"
 
 WorkBuffers work_buf;
 
@@ -232,80 +232,15 @@ const char *conv_delim(const char *text) {
 
 const char *conv_data(const char *fmt) { return conv_delim(conv_base(data_prec_text(), fmt)); }
 
-const char *conv_crlf(const char *text) {
-  work_buf.buf_crlf[0] = '\0';
-  return text;
-}
-
-const char *conv_sys(const char *text) { return text; }
-
-int conv_snprintf(char *dst, size_t n, const char *fmt, ...) {
-  va_list ap;
-  va_start(ap, fmt);
-  int r = vsnprintf(dst, n, conv_data(fmt), ap);
-  va_end(ap);
-  return r;
-}
-
-int conv_sprintf(char *dst, const char *fmt, ...) {
-  va_list ap;
-  va_start(ap, fmt);
-  int r = vsprintf(dst, conv_data(fmt), ap);
-  va_end(ap);
-  return r;
-}
-
-int conv_fprintf(FILE *fp, const char *fmt, ...) {
-  va_list ap;
-  va_start(ap, fmt);
-  int r = vfprintf(fp, conv_data(fmt), ap);
-  va_end(ap);
-  return r;
-}
-
-int conv_printf(const char *fmt, ...) {
-  va_list ap;
-  va_start(ap, fmt);
-  int r = vprintf(conv_data(fmt), ap);
-  va_end(ap);
-  return r;
-}
-
 const char *float2str(long double x) {
   snprintf(float_field, sizeof float_field, float_format(), x);
   return float_field;
 }
 
-char *float2strdup(long double x) { return dup_str0(float2str(x), "misc.cpp", 2); }
-
 const char *int2str(int n) {
   snprintf(int_field, sizeof int_field, "%d", n);
   return int_field;
 }
-
-char *int2strdup(int n) { return dup_str0(int2str(n), "misc.cpp", 3); }
-
-int xsnprintf(char *dst, size_t n, const char *fmt, ...) {
-  va_list ap;
-  va_start(ap, fmt);
-  int r = vsnprintf(dst, n, fmt, ap);
-  va_end(ap);
-  return r;
-}
-
-int xsprintf(char *dst, const char *fmt, ...) {
-  va_list ap;
-  va_start(ap, fmt);
-  int r = vsprintf(dst, fmt, ap);
-  va_end(ap);
-  return r;
-}
-
-int xvsnprintf(char *dst, size_t n, const char *fmt, va_list ap) {
-  return vsnprintf(dst, n, fmt, ap);
-}
-
-int xvsprintf(char *dst, const char *fmt, va_list ap) { return vsprintf(dst, fmt, ap); }
 
 void tolower_str(char *text) {
   for (; *text != '\0'; text++) *text = static_cast<char>(tolower(static_cast<unsigned char>(*text)));
@@ -320,24 +255,6 @@ void print_msg(const char *fmt, ...) {
   va_start(ap, fmt);
   vfprintf(msg_stream(), conv_msg(fmt), ap);
   va_end(ap);
-  fflush(msg_stream());
-}
-
-void print_msg_vector(const long double *v, const char *fmt, ...) {
-  va_list ap;
-  va_start(ap, fmt);
-  vfprintf(msg_stream(), conv_msg(fmt), ap);
-  va_end(ap);
-  fprint_vector(msg_stream(), v);
-  fflush(msg_stream());
-}
-
-void print_msg_matrix(long double *const *m, const char *fmt, ...) {
-  va_list ap;
-  va_start(ap, fmt);
-  vfprintf(msg_stream(), conv_msg(fmt), ap);
-  va_end(ap);
-  fprint_matrix(msg_stream(), m);
   fflush(msg_stream());
 }
 

@@ -43,30 +43,16 @@ const char *conv_msg(const char *fmt);
 const char *conv_desc(const char *fmt);
 const char *conv_delim(const char *text);
 const char *conv_data(const char *fmt);
-const char *conv_crlf(const char *text);
-const char *conv_sys(const char *text);
-int conv_snprintf(char *dst, size_t n, const char *fmt, ...);
-int conv_sprintf(char *dst, const char *fmt, ...);
-int conv_fprintf(FILE *fp, const char *fmt, ...);
-int conv_printf(const char *fmt, ...);
 const char *data_prec_text();
 
 const char *float2str(long double x);
-char *float2strdup(long double x);
 const char *int2str(int n);
-char *int2strdup(int n);
 
-int xsnprintf(char *dst, size_t n, const char *fmt, ...);
-int xsprintf(char *dst, const char *fmt, ...);
-int xvsnprintf(char *dst, size_t n, const char *fmt, va_list ap);
-int xvsprintf(char *dst, const char *fmt, va_list ap);
 void tolower_str(char *text);
 void toupper_str(char *text);
 
 // Progress messages on the message stream.
 void print_msg(const char *fmt, ...);
-void print_msg_vector(const long double *v, const char *fmt, ...);
-void print_msg_matrix(long double *const *m, const char *fmt, ...);
 void print_dot_message(int i);
 void print_daem_message(int n, long double itemp);
 void print_daem_message_sm(int quiet, int n, long double itemp);

@@ -10,9 +10,10 @@ struct RunExit {
   int status;
 };
 
-// A harness that feeds many inputs through the readers in one process (and
-// wants no exception) installs a handler that takes control back; it must not
-// return. Without one, exit_run throws RunExit.
+// A handler, when installed, sees the status first: a harness that feeds many
+// inputs through the readers in one process takes control back, a test binary
+// ends a death test's child. When the handler returns (or there is none),
+// exit_run throws RunExit.
 typedef void (*ExitHandler)(int status);
 void set_exit_handler(ExitHandler handler);
 [[noreturn]] void exit_run(int status);

@@ -338,16 +338,32 @@ void parse_extreme(const char *text) {
   settings.q_regular_max = 1 - q;
 }
 
-long double parse_smooth_c(const char *text) {
+namespace {
+
+// A non-negative smoothing value, or "auto" (returned as -1) for the AutoClass
+// rule; *mode_auto records which (1 given, 2 auto). A negative value is
+// refused with "Unexpected value", or naming the option `opt` when not 0.
+long double parse_smooth_value(const char *text, int *mode_auto, int opt) {
   if (strcmp(text, "auto") == 0) {
     settings.mode_smooth_auto = 1;
-    settings.mode_smooth_auto_c = 2;
+    *mode_auto = 2;
     return -1;
   }
   long double v = parse_float(text);
-  if (v < 0) die("Unexpected value -- %s\n", text);
-  settings.mode_smooth_auto_c = 1;
+  if (v < 0 && opt == 0) die("Unexpected value -- %s\n", text);
+  if (v < 0) die("Illegal value for %s option\n", option_name(opt));
+  *mode_auto = 1;
   return v;
+}
+
+}  // namespace
+
+long double parse_smooth_c(const char *text) {
+  return parse_smooth_value(text, &settings.mode_smooth_auto_c, 0);
+}
+
+long double parse_smooth_tau(const char *text) {
+  return parse_smooth_value(text, &settings.mode_smooth_auto_tau, OPT_TAU);
 }
 
 int parse_smooth_w(const char *text) {
@@ -356,18 +372,6 @@ int parse_smooth_w(const char *text) {
   int k = 0;
   for_each_part(text, ',', [&k](const char *elem) { parse_smooth_w_element(elem, k++); });
   return n;
-}
-
-long double parse_smooth_tau(const char *text) {
-  if (strcmp(text, "auto") == 0) {
-    settings.mode_smooth_auto = 1;
-    settings.mode_smooth_auto_tau = 2;
-    return -1;
-  }
-  long double v = parse_float(text);
-  if (v < 0) die("Illegal value for %s option\n", option_name(OPT_TAU));
-  settings.mode_smooth_auto_tau = 1;
-  return v;
 }
 
 void parse_smooth_s(const char *text) {

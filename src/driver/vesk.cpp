@@ -14,6 +14,7 @@
 #include "driver/xgetopt.h"
 #include "input/read_freq.h"
 #include "model/cluster.h"
+#include "driver/run.h"
 #include "model/em.h"
 #include "output/print.h"
 #include "output/print_common.h"

@@ -61,9 +61,4 @@ int parse_int(const char *text);
 unsigned int parse_uint(const char *text);
 long double parse_float(const char *text);
 
-// The version line (no line end) and the two usage texts (every line ends in "\n").
-extern const char *const version_text;
-extern const char *const usage_text;
-extern const char *const usage_text_full;
-
 #endif

@@ -14,7 +14,7 @@
 
 #include "base/misc.h"
 #include "base/split.h"
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "output/print.h"
 
 CaseTable cases;

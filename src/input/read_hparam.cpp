@@ -10,7 +10,7 @@
 
 #include "base/hash.h"
 #include "base/misc.h"
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "input/read_freq.h"
 #include "input/read_param.h"
 #include "model/allocate.h"
@@ -181,7 +181,7 @@ void read_hparam() {
   if (r.section < num_sections())
     die("Insufficiennt hyperparameter specifications in %s (#data-matrices = %d)\n", r.fname, r.section);
   close_section_reader(&r);
-  settings.num_class = b.rows.num_class;
+  model.num_class = b.rows.num_class;
   alloc_hparam_read();
   store_pseudo_counts(&b.rows);
   if (settings.mode_gauss) store_gauss_priors(&b);

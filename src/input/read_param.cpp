@@ -16,7 +16,7 @@
 #include "base/matrix.h"
 #include "base/misc.h"
 #include "base/split.h"
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "input/read_freq.h"
 #include "model/allocate.h"
 #include "output/print.h"
@@ -374,7 +374,7 @@ void read_param() {
   if (r.section <= 2 * num_g() + num_d())
     die("Insufficiennt parameter specifications in %s (#data-matrices = %d)\n", r.fname, r.section);
   close_section_reader(&r);
-  settings.num_class = b.num_class;
+  model.num_class = b.num_class;
   set_up_value_lists();
   alloc_param();
   store_class_params(&b);

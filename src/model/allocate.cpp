@@ -7,9 +7,9 @@
 
 #include "base/matrix.h"
 #include "base/misc.h"
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "input/read_freq.h"
-#include "analysis/stat.h"
+#include "input/stat.h"
 #include "output/print.h"
 
 Model model;
@@ -18,7 +18,7 @@ namespace {
 
 const char kModule[] = "allocate.cpp";
 
-int num_k() { return settings.num_class; }
+int num_k() { return model.num_class; }
 int num_a() { return settings.tuple_size_d; }
 int num_g() { return settings.gauss_size; }
 int dim(int g) { return settings.gauss_attr_size[g]; }
@@ -245,7 +245,7 @@ void save_param_opt() {
 
 void restore_param_opt() {
   release_param();
-  settings.num_class = model.num_class_opt;
+  model.num_class = model.num_class_opt;
   alloc_param();
   copy_param_set(model.param_c, model.param_w, model.param_u, model.param_s, model.param_c_opt,
                  model.param_w_opt, model.param_u_opt, model.param_s_opt, num_k());

@@ -49,7 +49,10 @@ struct DerivedValues {
 };
 
 struct Model {
-  // working parameter set (K = settings.num_class)
+  // K of the working parameter set: the K being fitted, or the K read
+  int num_class;
+
+  // working parameter set (K = num_class)
   long double *param_c;     // [K]
   long double ***param_w;   // [K][A][V_a]
   Vector **param_u;         // [K][G]

@@ -3,7 +3,7 @@
 #ifndef VESK_MODEL_CASE_VALUES_H
 #define VESK_MODEL_CASE_VALUES_H
 
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "input/read_freq.h"
 #include "model/allocate.h"
 
@@ -32,7 +32,7 @@ struct ClassList {
   int operator[](int i) const { return list != nullptr ? list[i] : i; }
 };
 
-inline ClassList all_classes() { return ClassList{nullptr, settings.num_class}; }
+inline ClassList all_classes() { return ClassList{nullptr, model.num_class}; }
 
 // The prepared density of group g of case e under class k, or null when the
 // whole group is missing (valid after refresh_derived).

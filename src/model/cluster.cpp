@@ -8,21 +8,15 @@
 #include <cstdlib>
 #include <vector>
 
-#include "analysis/dissim.h"
-#include "analysis/eval.h"
-#include "analysis/rank.h"
 #include "base/misc.h"
-#include "base/result_file.h"
 #include "base/parallel.h"
 #include "base/scratch.h"
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "input/read_freq.h"
-#include "input/read_param.h"
 #include "model/allocate.h"
 #include "model/case_values.h"
 #include "model/em.h"
 #include "model/gauss.h"
-#include "output/print.h"
 
 Membership member;
 Clusters clusters;
@@ -31,7 +25,7 @@ namespace {
 
 const char kModule[] = "cluster.cpp";
 
-int num_k() { return settings.num_class; }
+int num_k() { return model.num_class; }
 int num_e() { return cases.num_entry; }
 int num_d() { return settings.mode_nominal ? settings.tuple_size_d : 0; }
 int num_g() { return settings.mode_gauss ? settings.gauss_size : 0; }
@@ -305,52 +299,12 @@ void cluster_groups() {
   }
 }
 
-void write_cluster_file() {
-  FILE *fp = open_output(settings.fname_cluster);
-  print_cluster(fp);
-  close_output(fp);
-}
-
-// The evaluation against the answer classes, timed as a phase of its own.
-void evaluate_clusters() {
-  print_msg("Evaluating clusters...");
-  stamp_time(&settings.stime_eval, &settings.stime_lap_eval);
-  eval_main();
-  stamp_time(&settings.etime_eval, &settings.etime_lap_eval);
-  print_msg("done\n");
-}
-
-// ---- the read-parameter run -----------------------------------------------------------
-
-void read_phase_no_em() {
-  stamp_time(&settings.stime_read, &settings.stime_lap_read);
-  read_param();
-  read_freq();
-  stamp_time(&settings.etime_read, &settings.etime_lap_read);
-}
-
 }  // namespace
 
-// Membership distributions of cases and attribute values, always computed
-// (clusters, ranking and dissimilarities read them); the membership file and
-// its timing only with --mem-prob.
-void member_main() {
-  if (settings.mode_memp) {
-    print_msg("Computing membership distributions...");
-    stamp_time(&settings.stime_memp, &settings.stime_lap_memp);
-  }
-  alloc_prob_mem();
-  alloc_prob();
-  compute_case_member_prob();
-  compute_attr_member_prob();
-  release_prob();
-  if (!settings.mode_memp) return;
-  FILE *fp = open_output(settings.fname_memp);
-  print_case_member_prob(fp);
-  if (settings.mode_show_attr_memp) print_attr_member_prob(fp);
-  close_output(fp);
-  stamp_time(&settings.etime_memp, &settings.etime_lap_memp);
-  print_msg("done\n");
+void compute_clusters() {
+  cluster_cases();
+  cluster_values();
+  cluster_groups();
 }
 
 void alloc_prob_mem() {
@@ -397,23 +351,6 @@ void compute_attr_member_prob() {
     compute_attr_member_prob_nolog();
 }
 
-void cluster_main() {
-  stamp_time(&settings.stime_cluster, &settings.stime_lap_cluster);
-  if (settings.mode_show_attr_cluster)
-    print_msg("Clustering cases and attribute values...");
-  else
-    print_msg("Clustering cases...");
-  if (settings.cl_type != 1) die("Internal error: Unsupported clustering method\n");
-  cluster_cases();
-  cluster_values();
-  cluster_groups();
-  write_cluster_file();
-  print_cluster_freq(settings.fp_log);
-  stamp_time(&settings.etime_cluster, &settings.etime_lap_cluster);
-  print_msg("done\n");
-  if (settings.mode_eval) evaluate_clusters();
-}
-
 void release_cluster() {
   free(clusters.cluster_case_pred);
   free(clusters.cluster_case_freq);
@@ -431,17 +368,3 @@ void release_cluster() {
   clusters.cluster_g = nullptr;
 }
 
-void no_em_main() {
-  read_phase_no_em();
-  set_smooth_auto();
-  model.num_kvalue = 1;  // the size section describes the one model read
-  print_size(settings.fp_log);
-  member_main();
-  cluster_main();
-  if (settings.mode_rank) rank_main();
-  if (settings.mode_dissim) dissim_main();
-  release_cluster();
-  release_param();
-  release_prob_mem();
-  print_time(settings.fp_log);
-}

@@ -1,6 +1,5 @@
 // Membership distributions of cases and attribute values, the hard cluster
-// assignment derived from them, and the run that reads a parameter file
-// instead of fitting.
+// assignment derived from them.
 #ifndef VESK_MODEL_CLUSTER_H
 #define VESK_MODEL_CLUSTER_H
 
@@ -32,15 +31,13 @@ struct Clusters {
 };
 extern Clusters clusters;
 
-void member_main();
 void alloc_prob_mem();
 void release_prob_mem();
 void compute_case_member_prob();
 void compute_attr_member_prob();
-void print_case_member_prob(FILE *fp);
-void print_attr_member_prob(FILE *fp);
-void cluster_main();
+// The hard assignment of cases, attribute values and Gaussian groups to the
+// class of highest membership.
+void compute_clusters();
 void release_cluster();
-void no_em_main();
 
 #endif

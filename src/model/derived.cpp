@@ -11,7 +11,7 @@
 
 #include "base/matrix.h"
 #include "base/misc.h"
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "input/read_freq.h"
 #include "model/allocate.h"
 #include "model/em.h"
@@ -21,7 +21,7 @@ namespace {
 // Bytes that carry a long double's value (the rest is padding on x87).
 const size_t kValueBytes = (LDBL_MANT_DIG == 64 && sizeof(long double) > 10) ? 10 : sizeof(long double);
 
-int num_k() { return settings.num_class; }
+int num_k() { return model.num_class; }
 int num_a() { return settings.mode_nominal ? settings.tuple_size_d : 0; }
 int num_g() { return settings.mode_gauss ? settings.gauss_size : 0; }
 

@@ -4,26 +4,19 @@
 #include <cstdint>
 #include <cstring>
 
-#include "analysis/dissim.h"
-#include "analysis/rank.h"
-#include "analysis/stat.h"
+#include "input/stat.h"
+#include "base/guards.h"
 #include "base/misc.h"
-#include "base/result_file.h"
 #include "base/random.h"
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "input/read_freq.h"
-#include "input/read_hparam.h"
 #include "model/allocate.h"
-#include "model/cluster.h"
 #include "model/em.h"
-#include "model/ic.h"
 #include "output/print.h"
-#include "smem/smem.h"
 
 namespace {
 
 const long double kDecreaseTol = 1e-6L;
-const long double kSingularDet = 1e-15L;
 
 // ---- initialisation ---------------------------------------------------------
 
@@ -71,7 +64,7 @@ void evaluate(int i, long double beta) {
 
 // True when a covariance of some class became singular; reports it.
 bool check_singular(int i) {
-  for (int k = 0; k < settings.num_class; k++)
+  for (int k = 0; k < model.num_class; k++)
     if (check_singular_class(k, i, model.lambda_[i])) return true;
   return false;
 }
@@ -209,15 +202,15 @@ bool raise_itemp(int quiet, int i, long double *beta) {
 }
 
 void initialize_param() {
-  init_distribution(model.param_c, settings.num_class, settings.init_type_class == 1 ? 1 : 2, nullptr);
+  init_distribution(model.param_c, model.num_class, settings.init_type_class == 1 ? 1 : 2, nullptr);
   int wt = settings.init_type_word;
   if (settings.mode_nominal && (wt < 1 || wt > 3))
     die("Internal error: unexpected initialization method for discrete attribute values\n");
-  for (int k = 0; k < settings.num_class && settings.mode_nominal; k++)
+  for (int k = 0; k < model.num_class && settings.mode_nominal; k++)
     for (int a = 0; a < settings.tuple_size_d; a++)
       init_distribution(model.param_w[k][a], cases.num_word[a], wt, cases.word_freq_list[a]);
   if (settings.mode_gauss) {
-    for (int k = 0; k < settings.num_class; k++)
+    for (int k = 0; k < model.num_class; k++)
       for (int g = 0; g < settings.gauss_size; g++) init_param_gauss(k, g);
     if (refresh_precisions() != 0) {
       print_param(settings.fp_log);
@@ -291,142 +284,4 @@ void em_iterate(int kidx) {
     last_best = em_iterate_body(r_best, last_best, m, model.itemp_best);
   }
   print_loglike(settings.fp_log, last_best);
-}
-
-// ---- model selection over K -------------------------------------------------
-
-namespace {
-
-void score_model(int kidx) {
-  if (settings.ic_type != 1 && settings.ic_type != 2)
-    die("Internal error: Unsupported information criterion\n");
-  model.bic[kidx] = compute_bic();
-  if (settings.ic_type == 2) model.autoclass[kidx] = compute_cs();
-  model.ic[kidx] = settings.ic_type == 1 ? model.bic[kidx] : model.autoclass[kidx];
-}
-
-// Fits the current K: split-and-merge EM when enabled and a split-merge
-// triple exists (K >= 3), plain EM with restarts otherwise.
-void fit_model(int kidx) {
-  if (settings.num_sm > 0 && settings.num_class >= 3) smem_iterate(kidx);
-  else em_iterate(kidx);
-}
-
-void alloc_fit_arrays() {
-  alloc_prob();
-  alloc_expect();
-  alloc_loglike();
-}
-
-void release_fit_arrays() {
-  release_param_best();
-  release_prob();
-  release_expect();
-  release_loglike();
-}
-
-void fit_k_range() {
-  print_size(settings.fp_log);
-  long double best = 0;
-  for (int k = settings.kmin, kidx = 0; k <= settings.kmax; k += settings.kstep, kidx++) {
-    settings.num_class = k;
-    print_msg("|Classes| = %d:\n", k);
-    set_smooth_auto();
-    alloc_param();
-    alloc_param_best();
-    alloc_hparam_gauss();
-    initialize_hparam_gauss();
-    alloc_fit_arrays();
-    fit_model(kidx);
-    score_model(kidx);
-    release_fit_arrays();
-    if (kidx == 0 || model.ic[kidx] > best) {
-      if (kidx > 0) release_param_opt();
-      save_param_opt();
-      best = model.ic[kidx];
-      print_msg("  %s = %.Nf (temporarily optimal)\n", settings.ic_type_str, model.ic[kidx]);
-    } else {
-      print_msg("  %s = %.Nf\n", settings.ic_type_str, model.ic[kidx]);
-    }
-    release_param();
-    release_hparam_gauss();
-  }
-  print_msg("Optimal |Classes| = %d\n", model.num_class_opt);
-  restore_param_opt();
-  release_param_opt();
-}
-
-void setup_single_hparam() {
-  if (settings.mode_read_hparam) {
-    read_hparam();
-    check_read_hparam();
-    return;
-  }
-  set_smooth_auto();
-  alloc_hparam_gauss();
-  initialize_hparam_gauss();
-}
-
-void fit_single_k() {
-  // A hyperparameter file sets the class count, so it is read first.
-  setup_single_hparam();
-  print_msg("#classes = %d:\n", settings.num_class);
-  print_size(settings.fp_log);
-  alloc_param();
-  alloc_fit_arrays();
-  alloc_param_best();
-  fit_model(0);
-  score_model(0);
-  release_fit_arrays();
-  model.num_class_opt = settings.num_class;
-  print_msg("  %s = %.Nf\n", settings.ic_type_str, model.ic[0]);
-}
-
-void write_param_file() {
-  FILE *fp = open_output(settings.fname_param);
-  print_param(fp);
-  close_output(fp);
-}
-
-void read_phase() {
-  stamp_time(&settings.stime_read, &settings.stime_lap_read);
-  read_freq();
-  compute_stats();
-  stamp_time(&settings.etime_read, &settings.etime_lap_read);
-}
-
-void fit_phase() {
-  stamp_time(&settings.stime_em, &settings.stime_lap_em);
-  if (settings.mode_search_num_class && !settings.mode_read_hparam) fit_k_range();
-  else fit_single_k();
-  stamp_time(&settings.etime_em, &settings.etime_lap_em);
-}
-
-void release_run() {
-  release_cluster();
-  release_prob_mem();
-  release_param();
-  if (settings.mode_read_hparam) release_hparam_read();
-  else release_hparam_gauss();
-  release_seed();
-  release_ic();
-  release_stats();
-}
-
-}  // namespace
-
-void em_main() {
-  read_phase();
-  alloc_ic();
-  alloc_seed();
-  fit_phase();
-  print_ic(settings.fp_log);
-  print_seed(settings.fp_log);
-  write_param_file();
-  member_main();
-  if (settings.mode_dissim) dissim_main();
-  if (settings.mode_rank) rank_main();
-  cluster_main();
-  print_time(settings.fp_log);
-  release_run();
 }

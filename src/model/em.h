@@ -1,5 +1,5 @@
 // The EM fit: E-step, M-step with log prior and log likelihood, the EM
-// iteration with restarts and annealing, and the main run over the K range.
+// iteration with restarts and annealing.
 #ifndef VESK_MODEL_EM_H
 #define VESK_MODEL_EM_H
 
@@ -63,8 +63,5 @@ void initialize_param();
 unsigned int reseed_restart();
 int em_iterate_body(int r, int i0, int max, long double beta0);
 void em_iterate(int kidx);
-
-// The whole EM run: read, fit over the K range, write results.
-void em_main();
 
 #endif

@@ -6,10 +6,11 @@
 #include <cmath>
 #include <vector>
 
+#include "base/guards.h"
 #include "base/misc.h"
 #include "base/parallel.h"
 #include "base/scratch.h"
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "input/read_freq.h"
 #include "model/allocate.h"
 #include "model/case_values.h"
@@ -18,8 +19,6 @@
 #include "output/print.h"
 
 namespace {
-
-const long double kMinProb = 1e-60L;
 
 // ---- complete-data probabilities ----------------------------------------------
 
@@ -34,7 +33,7 @@ PassTerms terms;
 
 void prepare_terms(bool log, bool tempered, long double beta) {
   const DerivedValues &dv = model.derived;
-  int nk = settings.num_class, nv = dv.num_values;
+  int nk = model.num_class, nv = dv.num_values;
   terms.log = log;
   terms.tempered = tempered;
   terms.beta = beta;
@@ -143,7 +142,7 @@ namespace {
 
 // P(x_e) as the class-ordered sum, or its logarithm by the largest term.
 long double incomplete_one(int e, bool log_scale) {
-  int nk = settings.num_class;
+  int nk = model.num_class;
   long double sum = 0;
   if (!log_scale) {
     for (int k = 0; k < nk; k++) sum += model.prob_comp[k][e];
@@ -161,7 +160,7 @@ long double incomplete_one(int e, bool log_scale) {
 
 void compute_incomplete_prob() {
   bool log_scale = use_log_scale();
-  double work = static_cast<double>(cases.num_entry) * settings.num_class * (log_scale ? 8 : 1);
+  double work = static_cast<double>(cases.num_entry) * model.num_class * (log_scale ? 8 : 1);
   parallel_ranges(cases.num_entry, work, [&](int begin, int end) {
     for (int e = begin; e < end; e++) model.prob_incomp[e] = incomplete_one(e, log_scale);
   });
@@ -170,7 +169,7 @@ void compute_incomplete_prob() {
 
 void compute_conditional_prob() {
   bool log_scale = use_log_scale();
-  int nk = settings.num_class;
+  int nk = model.num_class;
   double work = static_cast<double>(cases.num_entry) * nk * (log_scale ? 8 : 2);
   parallel_ranges(cases.num_entry, work, [&](int begin, int end) {
     for (int e = begin; e < end; e++) {

@@ -10,7 +10,7 @@
 #include "base/misc.h"
 #include "base/parallel.h"
 #include "base/scratch.h"
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "input/read_freq.h"
 #include "model/allocate.h"
 #include "model/case_values.h"

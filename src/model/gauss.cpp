@@ -11,7 +11,7 @@
 #include "base/allocate_matrix_aux.h"
 #include "base/matrix.h"
 #include "base/misc.h"
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "output/print.h"
 
 namespace {

@@ -7,7 +7,7 @@
 #include "base/gamma_f.h"
 #include "base/matrix.h"
 #include "base/misc.h"
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "input/read_freq.h"
 #include "model/allocate.h"
 #include "model/em.h"
@@ -51,7 +51,7 @@ long long count_gauss_params(int k) {
 }
 
 long long count_free_params() {
-  int k = settings.num_class;
+  int k = model.num_class;
   return count_class_params(k) + count_discrete_params(k) + count_gauss_params(k);
 }
 
@@ -69,7 +69,7 @@ namespace {
 
 // Dirichlet-multinomial marginal of the expected class counts.
 long double marginal_class() {
-  int nk = settings.num_class;
+  int nk = model.num_class;
   long double n = cases.total_freq, m = 0;
   if (settings.mode_read_hparam) {
     long double sum_h = 0, sum_hn = 0;
@@ -127,7 +127,7 @@ namespace {
 
 long double marginal_loglike() {
   long double m = marginal_class();
-  for (int k = 0; k < settings.num_class; k++) {
+  for (int k = 0; k < model.num_class; k++) {
     for (int a = 0; a < settings.tuple_size_d; a++) m += marginal_nominal_one(k, a);
     for (int g = 0; g < settings.gauss_size; g++) m += compute_complete_marginal_loglike_gauss(k, g);
   }
@@ -137,7 +137,7 @@ long double marginal_loglike() {
 // Expected complete-data log-likelihood at the current parameters.
 long double expected_complete_loglike() {
   long double c = 0;
-  for (int k = 0; k < settings.num_class; k++) {
+  for (int k = 0; k < model.num_class; k++) {
     c += model.expect_c[k] * logl(model.param_c[k]);
     for (int a = 0; a < settings.tuple_size_d; a++)
       for (int v = 0; v < cases.num_word[a]; v++)

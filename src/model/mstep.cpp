@@ -8,7 +8,7 @@
 #include "base/misc.h"
 #include "base/parallel.h"
 #include "base/scratch.h"
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "input/read_freq.h"
 #include "model/allocate.h"
 #include "model/em.h"
@@ -24,7 +24,7 @@ const long double kCovFloor = 1e-12L;
 long double lng(long double x) { return lngamma(static_cast<double>(x)); }
 
 void update_class() {
-  int nk = settings.num_class;
+  int nk = model.num_class;
   long double n = cases.total_freq;
   if (settings.mode_read_hparam) {
     long double sum = 0;
@@ -111,7 +111,7 @@ void update_param_one(int k) {
 
 void update_param() {
   update_class();
-  for (int k = 0; k < settings.num_class; k++) update_param_one(k);
+  for (int k = 0; k < model.num_class; k++) update_param_one(k);
   if (settings.mode_gauss) {
     if (refresh_precisions() != 0) {
       print_param(settings.fp_log);
@@ -158,7 +158,7 @@ long double compute_loglike() {
 namespace {
 
 long double log_prior_class() {
-  int nk = settings.num_class;
+  int nk = model.num_class;
   long double lp = 0;
   if (settings.mode_read_hparam) {
     long double sum = 0;
@@ -178,7 +178,7 @@ long double log_prior_class() {
 
 long double log_prior_nominal_file() {
   long double lp = 0;
-  for (int k = 0; k < settings.num_class; k++)
+  for (int k = 0; k < model.num_class; k++)
     for (int a = 0; a < settings.tuple_size_d; a++) {
       long double sum = 0, t = 0;
       for (int v = 0; v < cases.num_word[a]; v++) {
@@ -193,7 +193,7 @@ long double log_prior_nominal_file() {
 
 long double log_prior_nominal() {
   if (settings.mode_read_hparam) return log_prior_nominal_file();
-  int nk = settings.num_class;
+  int nk = model.num_class;
   long double lp = 0;
   for (int a = 0; a < settings.tuple_size_d; a++) {
     long double sa = settings.smooth_w[a];
@@ -210,7 +210,7 @@ long double log_prior_nominal() {
 
 long double log_prior_gauss() {
   long double lp = 0;
-  for (int k = 0; k < settings.num_class; k++)
+  for (int k = 0; k < model.num_class; k++)
     for (int g = 0; g < settings.gauss_size; g++) {
       int d = settings.gauss_attr_size[g];
       Matrix st = dup_matrix(model.param_s[k][g]);

@@ -1,8 +1,8 @@
 // The settings sections written to the log at the start of a run.
 #include "output/print.h"
 
-#include "driver/vesk.h"
-#include "driver/xgetopt.h"
+#include "settings/settings.h"
+#include "settings/usage_text.h"
 #include "output/print_common.h"
 
 namespace {

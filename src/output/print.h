@@ -23,6 +23,9 @@ void print_ans_class_list(FILE *fp);
 void print_basic_stats(FILE *fp);
 void print_sample_stats(FILE *fp);
 void print_regular_stat(FILE *fp);
+// The basic statistics and, with Gaussian groups, the sample and regular
+// statistics; nothing without a stream.
+void print_stats(FILE *fp);
 
 // the fit (print_em.cpp)
 void print_size(FILE *fp);
@@ -58,9 +61,22 @@ void print_gauss_moments(FILE *fp, const char *prefix, int g, int group_first, V
                          Matrix *const *s);
 
 // memberships, clusters and timing (print_cluster.cpp)
+void print_case_member_prob(FILE *fp);
+void print_attr_member_prob(FILE *fp);
 void print_cluster(FILE *fp);
 void print_cluster_freq(FILE *fp);
-void print_time(FILE *fp);
+
+// The clocks of the run's phases (CPU and wall clock), start and end.
+struct PhaseTimes {
+  long double stime_read, etime_read, stime_em, etime_em, stime_memp, etime_memp;
+  long double stime_cluster, etime_cluster, stime_eval, etime_eval;
+  long double stime_rank, etime_rank, stime_dissim, etime_dissim;
+  long double stime_lap_read, etime_lap_read, stime_lap_em, etime_lap_em;
+  long double stime_lap_memp, etime_lap_memp, stime_lap_cluster, etime_lap_cluster;
+  long double stime_lap_eval, etime_lap_eval, stime_lap_rank, etime_lap_rank;
+  long double stime_lap_dissim, etime_lap_dissim;
+};
+void print_time(FILE *fp, const PhaseTimes &t);
 
 // relevance ranking (print_rank.cpp) and evaluation (print_eval.cpp); the
 // dissimilarity sections are written by their own module (analysis/dissim.h)

@@ -4,7 +4,7 @@
 #include <cstdio>
 
 #include "base/misc.h"
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "input/read_freq.h"
 #include "input/read_param.h"
 #include "model/allocate.h"
@@ -14,7 +14,7 @@
 
 namespace {
 
-int num_k() { return settings.num_class; }
+int num_k() { return model.num_class; }
 
 // ---- membership sections --------------------------------------------------------
 
@@ -266,29 +266,29 @@ void print_cluster_freq(FILE *fp) {
     for (int g = 0; g < settings.gauss_size; g++) print_freq_gauss(fp, g);
 }
 
-void print_time(FILE *fp) {
+void print_time(FILE *fp, const PhaseTimes &t) {
   if (fp == nullptr) return;
   const RunSettings &s = settings;
   // Evaluation, ranking and dissimilarities are listed once their phase has
   // started its clock, not merely because their option was given.
-  int ran_eval = s.mode_eval && s.stime_lap_eval > 0, ran_rank = s.mode_rank && s.stime_lap_rank > 0;
-  int ran_dissim = s.mode_dissim && s.stime_lap_dissim > 0;
+  int ran_eval = s.mode_eval && t.stime_lap_eval > 0, ran_rank = s.mode_rank && t.stime_lap_rank > 0;
+  int ran_dissim = s.mode_dissim && t.stime_lap_dissim > 0;
   const PhaseTime cpu[] = {
-      {"Reading cases,%.Ng", 1, s.stime_read, s.etime_read},
-      {"EM,%.Ng", s.mode_em, s.stime_em, s.etime_em},
-      {"Computing membership probs,%.Ng", s.mode_memp, s.stime_memp, s.etime_memp},
-      {"Computing clusters,%.Ng", s.mode_cluster, s.stime_cluster, s.etime_cluster},
-      {"Evaluation,%.Ng", ran_eval, s.stime_eval, s.etime_eval},
-      {"Relevance analysis,%.Ng", ran_rank, s.stime_rank, s.etime_rank},
-      {"Computing dissimilarities,%.Ng", ran_dissim, s.stime_dissim, s.etime_dissim}};
+      {"Reading cases,%.Ng", 1, t.stime_read, t.etime_read},
+      {"EM,%.Ng", s.mode_em, t.stime_em, t.etime_em},
+      {"Computing membership probs,%.Ng", s.mode_memp, t.stime_memp, t.etime_memp},
+      {"Computing clusters,%.Ng", s.mode_cluster, t.stime_cluster, t.etime_cluster},
+      {"Evaluation,%.Ng", ran_eval, t.stime_eval, t.etime_eval},
+      {"Relevance analysis,%.Ng", ran_rank, t.stime_rank, t.etime_rank},
+      {"Computing dissimilarities,%.Ng", ran_dissim, t.stime_dissim, t.etime_dissim}};
   const PhaseTime lap[] = {
-      {"Reading cases,%.Ng", 1, s.stime_lap_read, s.etime_lap_read},
-      {"EM,%.Ng", s.mode_em, s.stime_lap_em, s.etime_lap_em},
-      {"Computing membership probs,%.Ng", s.mode_memp, s.stime_lap_memp, s.etime_lap_memp},
-      {"Computing clusters,%.Ng", s.mode_cluster, s.stime_lap_cluster, s.etime_lap_cluster},
-      {"Evaluation,%.Ng", ran_eval, s.stime_lap_eval, s.etime_lap_eval},
-      {"Relevance analysis,%.Ng", ran_rank, s.stime_lap_rank, s.etime_lap_rank},
-      {"Computing dissimilarities,%.Ng", ran_dissim, s.stime_lap_dissim, s.etime_lap_dissim}};
+      {"Reading cases,%.Ng", 1, t.stime_lap_read, t.etime_lap_read},
+      {"EM,%.Ng", s.mode_em, t.stime_lap_em, t.etime_lap_em},
+      {"Computing membership probs,%.Ng", s.mode_memp, t.stime_lap_memp, t.etime_lap_memp},
+      {"Computing clusters,%.Ng", s.mode_cluster, t.stime_lap_cluster, t.etime_lap_cluster},
+      {"Evaluation,%.Ng", ran_eval, t.stime_lap_eval, t.etime_lap_eval},
+      {"Relevance analysis,%.Ng", ran_rank, t.stime_lap_rank, t.etime_lap_rank},
+      {"Computing dissimilarities,%.Ng", ran_dissim, t.stime_lap_dissim, t.etime_lap_dissim}};
   int n = static_cast<int>(sizeof cpu / sizeof cpu[0]);
   add_desc_id("CPUTIME");
   add_desc_col("CPU time [sec]");

@@ -5,8 +5,8 @@
 #include <cstring>
 
 #include "base/misc.h"
-#include "driver/vesk.h"
-#include "driver/xgetopt.h"
+#include "settings/settings.h"
+#include "settings/usage_text.h"
 #include "input/read_freq.h"
 
 Printer printer;

@@ -3,7 +3,7 @@
 #include <cmath>
 #include <cstdio>
 
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "input/read_freq.h"
 #include "model/allocate.h"
 #include "model/em.h"
@@ -19,7 +19,7 @@ bool searched_range() {
   return settings.mode_em && settings.mode_search_num_class && !settings.mode_read_hparam;
 }
 
-int k_value(int kidx) { return searched_range() ? settings.kmin + kidx * settings.kstep : settings.num_class; }
+int k_value(int kidx) { return searched_range() ? settings.kmin + kidx * settings.kstep : model.num_class; }
 
 bool cases_merged() {
   return !settings.mode_uncompress && !settings.mode_id && !settings.mode_gauss;
@@ -83,7 +83,7 @@ void print_size(FILE *fp) {
 }
 
 void print_smooth(FILE *fp) {
-  int k = settings.num_class;
+  int k = model.num_class;
   if (settings.mode_smooth_auto_c == 2) {
     add_desc_id("AUTO-SMOOTH-CLASS-K%d", k);
     add_desc_col("Num. of classes");
@@ -155,7 +155,7 @@ void add_loglike_cols(bool map, bool daem) {
 }
 
 void print_loglike(FILE *fp, int last_iter) {
-  int k = settings.num_class;
+  int k = model.num_class;
   bool map = settings.mode_smooth, daem = settings.mode_daem;
   add_desc_id("LOGLIKE-K%d", k);
   add_desc_col("Num. of classes");
@@ -184,7 +184,7 @@ void print_decrease_rows(FILE *fp, const char *stage, int stage_no, int iter, co
   add_desc_id("ERR-MSG-DECREASE");
   add_desc_comm(map ? "Log posterior prob. decreased!" : "Log-likelihood decreased!");
   flush_desc(fp);
-  print_data(fp, "NumberOfClasses,%d", settings.num_class);
+  print_data(fp, "NumberOfClasses,%d", model.num_class);
   print_data(fp, "%s,%d", stage, stage_no);
   print_data(fp, "NumberOfUpdates,%d", iter);
   print_data(fp, "LogLikelihoodBeforeUpdate,%.Ng", loglike[iter - 1]);
@@ -208,7 +208,7 @@ void print_complete_prob(FILE *fp) {
   if (!settings.mode_hide_attr) add_desc_col("Attribute values x");
   add_desc_col("Complete data prob. P(k,x)");
   flush_desc(fp);
-  for (int k = 0; k < settings.num_class; k++)
+  for (int k = 0; k < model.num_class; k++)
     for (int e = 0; e < cases.num_entry; e++) {
       add_data_int(k);
       add_data_str(get_case_id(e));
@@ -241,7 +241,7 @@ void print_conditional_prob(FILE *fp) {
   for (int e = 0; e < cases.num_entry; e++) {
     add_data_str(get_case_id(e));
     add_data_attr_values(e);
-    for (int k = 0; k < settings.num_class; k++) {
+    for (int k = 0; k < model.num_class; k++) {
       add_data_int(k);
       add_data_float(model.prob_cond[k][e]);
     }
@@ -256,7 +256,7 @@ void print_expect_class(FILE *fp) {
   add_desc_col("Class k");
   add_desc_col("Expected occurrences E[k]");
   flush_desc(fp);
-  for (int k = 0; k < settings.num_class; k++) print_data(fp, "%d,%.Ng", k, model.expect_c[k]);
+  for (int k = 0; k < model.num_class; k++) print_data(fp, "%d,%.Ng", k, model.expect_c[k]);
 }
 
 void print_expect_cat(FILE *fp, int a) {
@@ -267,7 +267,7 @@ void print_expect_cat(FILE *fp, int a) {
   add_desc_col("Attr. value x%d", c);
   add_desc_col("Expected occurrences E[x%d|k]", c);
   flush_desc(fp);
-  for (int k = 0; k < settings.num_class; k++)
+  for (int k = 0; k < model.num_class; k++)
     for (int i = 0; i < cases.num_word[a]; i++) {
       int v = cases.print_order[a][i];
       print_data(fp, "%d,%d,%s,%.Ng", c, k, cases.word_list[a][v], model.expect_w[k][a][v]);

@@ -5,8 +5,9 @@
 
 #include "analysis/eval.h"
 #include "base/misc.h"
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "input/read_freq.h"
+#include "model/allocate.h"
 #include "output/print.h"
 #include "output/print_common.h"
 
@@ -50,7 +51,7 @@ void print_eval_nmi(FILE *fp) {
 }
 
 void print_cluster_match(FILE *fp) {
-  int num_k = settings.num_class, num_a = cases.num_ans_class;
+  int num_k = model.num_class, num_a = cases.num_ans_class;
   add_desc_id("CLUSTER-MATCH-BY-PREDICTED");
   add_desc_col("Cluster k [predicted]");
   add_desc_col("Answer class");

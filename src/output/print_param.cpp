@@ -3,7 +3,7 @@
 // read_hparam, so their layout is their readers' input format.
 #include <cstdio>
 
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "input/read_freq.h"
 #include "model/allocate.h"
 #include "output/print.h"
@@ -18,7 +18,7 @@ void print_param_class(FILE *fp) {
   add_desc_col("Class k");
   add_desc_col("Class parameter P(k)");
   flush_desc(fp);
-  for (int k = 0; k < settings.num_class; k++) print_data(fp, "%d,%.Ng", k, model.param_c[k]);
+  for (int k = 0; k < model.num_class; k++) print_data(fp, "%d,%.Ng", k, model.param_c[k]);
 }
 
 void print_param_cat(FILE *fp, int a) {
@@ -29,7 +29,7 @@ void print_param_cat(FILE *fp, int a) {
   add_desc_col("Attr. value x%d", a);
   add_desc_col("Attr. parameter P(x%d|k)", a);
   flush_desc(fp);
-  for (int k = 0; k < settings.num_class; k++)
+  for (int k = 0; k < model.num_class; k++)
     for (int v = 0; v < cases.num_word[d]; v++)
       print_data(fp, "%d,%d,%s,%.Ng", a, k, cases.word_list[d][v], model.param_w[k][d][v]);
 }
@@ -39,7 +39,7 @@ void print_hparam_class(FILE *fp) {
   add_desc_col("Class k");
   add_desc_col("Class pseudo count delta(k)");
   flush_desc(fp);
-  for (int k = 0; k < settings.num_class; k++) print_data(fp, "%d,%.Ng", k, get_hparam_c(k));
+  for (int k = 0; k < model.num_class; k++) print_data(fp, "%d,%.Ng", k, get_hparam_c(k));
 }
 
 void print_hparam_cat(FILE *fp, int a) {
@@ -50,7 +50,7 @@ void print_hparam_cat(FILE *fp, int a) {
   add_desc_col("Attr. value x%d", a);
   add_desc_col("Attr. pseudo count delta(x%d|k)", a);
   flush_desc(fp);
-  for (int k = 0; k < settings.num_class; k++)
+  for (int k = 0; k < model.num_class; k++)
     for (int v = 0; v < cases.num_word[d]; v++)
       print_data(fp, "%d,%d,%s,%.Ng", a, k, cases.word_list[d][v], get_hparam_w(k, d, v));
 }
@@ -60,14 +60,14 @@ void print_hparam_tau_alpha(FILE *fp) {
   add_desc_col("Class k");
   add_desc_col("Tau");
   flush_desc(fp);
-  for (int k = 0; k < settings.num_class; k++) print_data(fp, "%d,%.Ng", k, get_tau(k));
+  for (int k = 0; k < model.num_class; k++) print_data(fp, "%d,%.Ng", k, get_tau(k));
   for (int g = 0; g < settings.gauss_size; g++) {
     add_desc_id("HPARAM-GAUSS-ALPHA%d", g);
     add_desc_col("Class k");
     add_desc_col("Gauss ID");
     add_desc_col("Alpha");
     flush_desc(fp);
-    for (int k = 0; k < settings.num_class; k++)
+    for (int k = 0; k < model.num_class; k++)
       print_data(fp, "%d,%d,%.Ng", k, g, get_alpha_w(k, g, settings.gauss_attr_size[g]));
   }
 }
@@ -88,7 +88,7 @@ void print_gauss_moments(FILE *fp, const char *prefix, int g, int group_first, V
   add_desc_col("Attr. ID");
   add_desc_col("Mean");
   flush_desc(fp);
-  for (int k = 0; k < settings.num_class; k++)
+  for (int k = 0; k < model.num_class; k++)
     for (int i = 0; i < dim; i++)
       print_data(fp, "%d,%d,%d,%.Ng", group_first ? g : k, group_first ? k : g, attrs[i], u[k][g][i]);
   add_desc_id("%s-GAUSS-COVAR%d", prefix, g);
@@ -98,7 +98,7 @@ void print_gauss_moments(FILE *fp, const char *prefix, int g, int group_first, V
   add_desc_col("Attr. ID");
   add_desc_col("(Co)Variance");
   flush_desc(fp);
-  for (int k = 0; k < settings.num_class; k++)
+  for (int k = 0; k < model.num_class; k++)
     for (int i = 0; i < dim; i++)
       for (int j = i; j < dim; j++)
         print_data(fp, "%d,%d,%d,%d,%.Ng", group_first ? g : k, group_first ? k : g, attrs[i], attrs[j],

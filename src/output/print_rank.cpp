@@ -5,7 +5,7 @@
 
 #include "analysis/rank.h"
 #include "base/misc.h"
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "input/read_freq.h"
 #include "model/allocate.h"
 #include "model/cluster.h"
@@ -16,7 +16,7 @@ namespace {
 
 const char kRankComment[] = "in the decending order of the class probs. and the membership probs.";
 
-int num_k() { return settings.num_class; }
+int num_k() { return model.num_class; }
 
 // Number of cases listed per class: the count, unless a threshold is used or
 // the count is below 1 or not below the number of entries.

@@ -3,7 +3,8 @@
 // decrease report, and (verbose) the two criteria.
 #include <cstdio>
 
-#include "driver/vesk.h"
+#include "settings/settings.h"
+#include "model/allocate.h"
 #include "output/print.h"
 #include "output/print_common.h"
 #include "smem/smem.h"
@@ -13,7 +14,7 @@ namespace {
 // Header of a section per operation: class count, operation, then the
 // other columns given.
 void begin_op_section(const char *id, const char *col3, const char *col4) {
-  add_desc_id("%s-K%d", id, settings.num_class);
+  add_desc_id("%s-K%d", id, model.num_class);
   add_desc_col("Num. of classes");
   add_desc_col("Num. of split-merge operations");
   if (col3 != nullptr) add_desc_col("%s", col3);
@@ -23,7 +24,7 @@ void begin_op_section(const char *id, const char *col3, const char *col4) {
 }  // namespace
 
 void print_num_iterate_sm(FILE *fp) {
-  int k = settings.num_class;
+  int k = model.num_class;
   begin_op_section("SMEM-EM-STAT", "Num. of updates in partial EM", "Num. of updates in full EM");
   flush_desc(fp);
   print_data(fp, "%d,%d,N/A,%d", k, 0, smem.num_iterate_sm_full[0]);
@@ -33,7 +34,7 @@ void print_num_iterate_sm(FILE *fp) {
 
 // Operation o + 1 is counted in slot o; rows carry the operation number.
 void print_num_result_sm(FILE *fp) {
-  int k = settings.num_class;
+  int k = model.num_class;
   begin_op_section("SMEM-OP-STAT", "Num. of rejected candidates", "Num. of ignored candidates");
   flush_desc(fp);
   for (int o = 0; o < settings.num_sm; o++)
@@ -58,7 +59,7 @@ void print_loglike_sm_row(FILE *fp, int k, int o, int t, bool map, bool daem) {
 }  // namespace
 
 void print_loglike_sm(FILE *fp) {
-  int k = settings.num_class;
+  int k = model.num_class;
   bool map = settings.mode_smooth, daem = settings.mode_daem;
   // The annealed ML form names its update and likelihood columns as one;
   // joined by ", " on the column line, the text is the same.
@@ -79,8 +80,8 @@ void print_jmerge(FILE *fp) {
   add_desc_col("Class 2");
   add_desc_col("Jmerge");
   flush_desc(fp);
-  for (int i = 0; i < settings.num_class; i++)
-    for (int j = i + 1; j < settings.num_class; j++) print_data(fp, "%d,%d,%.Ng", i, j, smem.jmerge[i][j]);
+  for (int i = 0; i < model.num_class; i++)
+    for (int j = i + 1; j < model.num_class; j++) print_data(fp, "%d,%d,%.Ng", i, j, smem.jmerge[i][j]);
 }
 
 void print_jsplit(FILE *fp) {
@@ -89,5 +90,5 @@ void print_jsplit(FILE *fp) {
   add_desc_col("Class 2");
   add_desc_col("Jsplit");
   flush_desc(fp);
-  for (int k = 0; k < settings.num_class; k++) print_data(fp, "%d,%.Ng", k, smem.jsplit[k]);
+  for (int k = 0; k < model.num_class; k++) print_data(fp, "%d,%.Ng", k, smem.jsplit[k]);
 }

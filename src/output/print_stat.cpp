@@ -2,9 +2,9 @@
 // themselves) and the sample statistics.
 #include <cstdlib>
 
-#include "analysis/stat.h"
+#include "input/stat.h"
 #include "base/hash.h"
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "input/read_freq.h"
 #include "output/print.h"
 #include "output/print_common.h"
@@ -179,4 +179,13 @@ void print_regular_stat(FILE *fp) {
   add_desc_comm("%s", note);
   flush_desc(fp);
   print_covar(fp, stats.regular_s);
+}
+
+void print_stats(FILE *fp) {
+  if (fp == nullptr) return;
+  print_basic_stats(fp);
+  if (settings.gauss_size > 0) {
+    print_sample_stats(fp);
+    print_regular_stat(fp);
+  }
 }

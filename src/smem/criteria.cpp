@@ -5,8 +5,9 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "base/guards.h"
 #include "base/misc.h"
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "input/read_freq.h"
 #include "model/allocate.h"
 #include "model/em.h"
@@ -16,10 +17,8 @@
 namespace {
 
 const char kModule[] = "criteria.cpp";
-const long double kMinDensity = 1e-60L;
-const long double kLogMinDensity = -138.15510557964274L;  // log of 1e-60
 
-int num_k() { return settings.num_class; }
+int num_k() { return model.num_class; }
 
 // Observed-component flags of group g of a case, in a buffer of `cap` ints.
 const int *observed_flags(const CaseRecord &rec, int g, int *buf) {
@@ -75,7 +74,7 @@ long double class_log_density(int k, int e, int *flags) {
 // Empirical density of class k at case e, floored.
 long double class_share(int k, int e) {
   long double f = cases.freq_list[e].count * model.prob_cond[k][e] / smem.expect_c_sm[k];
-  return f < kMinDensity ? kMinDensity : f;
+  return f < kMinProb ? kMinProb : f;
 }
 
 // Jsplit of every class; log_density selects the scale of the model density.
@@ -87,10 +86,10 @@ void fill_jsplit(bool log_density) {
       long double f = class_share(k, e), lp;
       if (log_density) {
         lp = class_log_density(k, e, flags);
-        if (lp < kLogMinDensity) lp = kLogMinDensity;
+        if (lp < kLogMinProb) lp = kLogMinProb;
       } else {
         long double p = class_density(k, e, flags);
-        lp = logl(p < kMinDensity ? kMinDensity : p);
+        lp = logl(p < kMinProb ? kMinProb : p);
       }
       js += f * (logl(f) - lp);
     }

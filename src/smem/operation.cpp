@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "base/misc.h"
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "model/allocate.h"
 #include "model/em.h"
 #include "output/print.h"
@@ -25,7 +25,7 @@ void prepare_operation() {
   compute_incomplete_prob();
   compute_conditional_prob();
   compute_expect();
-  memcpy(smem.expect_c_sm, model.expect_c, sizeof(long double) * settings.num_class);
+  memcpy(smem.expect_c_sm, model.expect_c, sizeof(long double) * model.num_class);
   compute_jmerge();
   compute_jsplit();
   if (settings.mode_verbose) {

@@ -4,11 +4,12 @@
 #include <cmath>
 #include <cstdlib>
 
-#include "analysis/stat.h"
+#include "input/stat.h"
+#include "base/guards.h"
 #include "base/matrix.h"
 #include "base/misc.h"
 #include "base/random.h"
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "input/read_freq.h"
 #include "model/allocate.h"
 #include "model/em.h"
@@ -18,7 +19,6 @@
 namespace {
 
 const char kModule[] = "partial.cpp";
-const long double kMinProb = 1e-60L;
 
 bool in_part(int k) {
   return k == smem.part_class[0] || k == smem.part_class[1] || k == smem.part_class[2];
@@ -101,7 +101,7 @@ long double log_sum(const long double *x, int n) {
 
 // The singular-covariance test of the full EM: every class, in index order.
 bool singular_part(int o, int t) {
-  for (int k = 0; k < settings.num_class; k++)
+  for (int k = 0; k < model.num_class; k++)
     if (check_singular_class(k, t, smem.lambda_sm[o][t])) return true;
   return false;
 }
@@ -156,7 +156,7 @@ void compute_complete_prob_part() {
 // infinity when no other class exists).
 void save_incomplete_prob_part() {
   bool log_scale = use_log_scale();
-  int nk = settings.num_class;
+  int nk = model.num_class;
   long double *x = static_cast<long double *>(xmalloc0(sizeof(long double) * (nk > 0 ? nk : 1), kModule, 3));
   for (int e = 0; e < cases.num_entry; e++) {
     int n = 0;

@@ -7,7 +7,7 @@
 #include <cstring>
 
 #include "base/misc.h"
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "model/allocate.h"
 #include "model/em.h"
 #include "output/print.h"
@@ -19,7 +19,7 @@ namespace {
 const char kModule[] = "smem.cpp";
 const int kRowStart = 64;  // first capacity of an operation row
 
-int num_k() { return settings.num_class; }
+int num_k() { return model.num_class; }
 
 // Update limit of every EM run of the loop.
 int update_limit() {

@@ -51,7 +51,7 @@ class AnalysisTest : public ::testing::Test {
     remove(file.c_str());
     rmdir(file.substr(0, file.rfind('/')).c_str());
     settings.format_out = FORMAT_CSV;
-    settings.num_class = static_cast<int>(c.size());
+    model.num_class = static_cast<int>(c.size());
     alloc_param();
     for (size_t k = 0; k < c.size(); k++) model.param_c[k] = c[k];
     alloc_prob_mem();

@@ -12,11 +12,12 @@
 
 #include "analysis/dissim.h"
 #include "analysis/eval.h"
-#include "analysis/quantile.h"
+#include "input/quantile.h"
 #include "analysis/rank.h"
-#include "analysis/stat.h"
+#include "input/stat.h"
 #include "analysis_fixture.h"
 #include "case_file_util.h"
+#include "driver/run.h"
 #include "driver/vesk.h"
 #include "input/read_freq.h"
 #include "model/allocate.h"
@@ -53,7 +54,7 @@ class ClusterTest : public ::testing::Test {
     add_gauss("1");
     build_attr_info();
     settings.mode_em = 1;
-    settings.num_class = 2;
+    model.num_class = 2;
     settings.format_in = FORMAT_TXT;
     settings.format_out = FORMAT_CSV;
     char tmpl[] = "/tmp/vesk_cl_XXXXXX";
@@ -454,8 +455,8 @@ TEST_F(DissimTest, MainWritesEverySectionOrFailsOnAFullDisk) {
          g = text.find("#### ID:DISSIM-GAUSS0\n");
   EXPECT_TRUE(c == 0 && c < v && v < g && g != std::string::npos) << text;
   EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 3 * 3 + 9 + 4 + 9);  // headers and rows
-  EXPECT_GT(settings.stime_lap_dissim, 0);
-  EXPECT_GE(settings.etime_lap_dissim, settings.stime_lap_dissim);
+  EXPECT_GT(run_times.stime_lap_dissim, 0);
+  EXPECT_GE(run_times.etime_lap_dissim, run_times.stime_lap_dissim);
   settings.fp_msg = nullptr;
   snprintf(settings.fname_dissim, sizeof settings.fname_dissim, "/dev/full");
   EXPECT_EXIT(dissim_main(), ::testing::ExitedWithCode(1),
@@ -614,6 +615,7 @@ TEST(Stat, SectionsInOrder) {
   FILE *log_fp = tmpfile();
   read_text_as(kStatRoles, kTable, "csv", log_fp);
   compute_stats();
+  print_stats(settings.fp_log);
   std::string log = stream_text(log_fp);
   std::vector<std::string> ids;
   for (size_t p = log.find("#### ID:STAT"); p != std::string::npos; p = log.find("#### ID:", p + 1))

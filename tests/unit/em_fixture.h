@@ -11,7 +11,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "analysis/stat.h"
+#include "input/stat.h"
 #include "driver/init.h"
 #include "input/read_freq.h"
 #include "model/allocate.h"
@@ -41,7 +41,7 @@ inline void load(int k, int n_attr, const char *gauss, const std::string &text) 
   compute_stats();
   settings.fp_log = log;
   settings.fp_msg = nullptr;  // failures are checked on standard error
-  settings.num_class = k;
+  model.num_class = k;
   settings.mode_set_seed = 1;
   settings.num_itemp = 13;  // 0.1 raised by 1.2 until it reaches 1
   int na = settings.tuple_size_d;

@@ -1,15 +1,19 @@
-// The unit tests that check a failure by its exit status and message run it in
-// a death test: there a failure ends the child process with its status instead
-// of throwing RunExit. A test that wants the exception in its own process
-// installs no handler (set_exit_handler(nullptr)).
+// A failure inside a death test ends the child process with its status, as
+// the program would end; anywhere else it throws RunExit, so that a test can
+// check it in its own process (EXPECT_THROW) and an unexpected failure fails
+// only its own test, never the whole binary.
+#include <gtest/gtest.h>
+
 #include <cstdlib>
 
 #include "base/stop.h"
 
 namespace {
 
-[[noreturn]] void exit_with_status(int status) { exit(status); }
+void exit_in_death_test(int status) {
+  if (testing::internal::InDeathTestChild()) exit(status);
+}
 
-const bool installed = (set_exit_handler(exit_with_status), true);
+const bool installed = (set_exit_handler(exit_in_death_test), true);
 
 }  // namespace

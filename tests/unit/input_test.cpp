@@ -324,7 +324,7 @@ class ReadParamTest : public ::testing::Test {
 TEST_F(ReadParamTest, ReadsEveryArrayAndWritesTheSameFileBack) {
   write(settings.fname_param, kParam);
   read_param();
-  ASSERT_EQ(settings.num_class, 2);
+  ASSERT_EQ(model.num_class, 2);
   ASSERT_EQ(cases.num_word[0], 2);
   EXPECT_EQ(model.param_c[1], 0.75L);
   EXPECT_EQ(model.param_w[1][0][1], 0.875L);
@@ -353,7 +353,7 @@ TEST_F(ReadParamTest, HyperparametersMapValueTextsToCaseIds) {
   std::string text = replace(kHparam, "0\t0\tred\t5\n0\t0\tblue\t2\n", "0\t0\tblue\t2\n0\t0\tred\t5\n");
   write(settings.fname_hparam, replace(text, "0\t2\n", "0\t-1\n"));
   read_hparam();
-  ASSERT_EQ(settings.num_class, 2);
+  ASSERT_EQ(model.num_class, 2);
   EXPECT_EQ(model.hparam_c[0], -1.0L);       // down to -1 is accepted
   EXPECT_EQ(model.hparam_w[0][0][0], 5.0L);  // red has id 0 though listed second
   EXPECT_EQ(model.hparam_u[1][0][1], 4.0L);

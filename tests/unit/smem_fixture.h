@@ -13,7 +13,7 @@ inline void smem_estep() {
   compute_incomplete_prob();
   compute_conditional_prob();
   compute_expect();
-  memcpy(smem.expect_c_sm, model.expect_c, sizeof(long double) * settings.num_class);
+  memcpy(smem.expect_c_sm, model.expect_c, sizeof(long double) * model.num_class);
 }
 
 #endif

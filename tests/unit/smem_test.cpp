@@ -25,7 +25,7 @@ long double cnt(int e) { return cases.freq_list[e].count; }
 long double density(int k, int e) { return reference::complete(k, e, false, false, 1) / model.param_c[k]; }
 long double posterior(int k, int e) {
   long double sum = 0;
-  for (int j = 0; j < settings.num_class; j++) sum += reference::complete(j, e, false, false, 1);
+  for (int j = 0; j < model.num_class; j++) sum += reference::complete(j, e, false, false, 1);
   return reference::complete(k, e, false, false, 1) / sum;
 }
 
@@ -499,7 +499,7 @@ TEST(SmemDeathTest, FullEmDecreaseMessage) {
 // file forms: rows below each operation's total update count.
 TEST(SmemSections, ExactTexts) {
   setup_process_state();
-  settings.num_class = 3;
+  model.num_class = 3;
   settings.num_sm = 2;
   int part[3] = {7, 2, 0}, full[3] = {3, 2, 0}, rejected[2] = {3, 6}, skipped[2] = {1, 0};
   long double ll0[3] = {-9, -8, -7.5L}, ll1[3] = {-8, -7, -6.5L}, lp0[3] = {-1, -1, -1}, lp1[3] = {-2, -2, -2};

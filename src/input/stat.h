@@ -1,7 +1,7 @@
 // Sample statistics of the case table: means and covariances of the Gaussian
 // groups (with and without extreme values) and per-attribute statistics.
-#ifndef VESK_ANALYSIS_STAT_H
-#define VESK_ANALYSIS_STAT_H
+#ifndef VESK_INPUT_STAT_H
+#define VESK_INPUT_STAT_H
 
 #include "base/allocate_matrix.h"
 

@@ -1,5 +1,5 @@
 // Quantiles with linear interpolation between neighbouring order statistics.
-#include "analysis/quantile.h"
+#include "input/quantile.h"
 
 #include <algorithm>
 #include <cmath>

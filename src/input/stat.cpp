@@ -1,24 +1,23 @@
 // Sample statistics of the case table, weighted by the count of each record:
 // means and covariances of every Gaussian group (all observed values, and
 // without extreme values), and per-attribute descriptive statistics.
-#include "analysis/stat.h"
+#include "input/stat.h"
 
 #include <cmath>
 #include <cstdlib>
 
-#include "analysis/quantile.h"
+#include "input/quantile.h"
+#include "base/guards.h"
 #include "base/matrix.h"
 #include "base/misc.h"
-#include "driver/vesk.h"
+#include "settings/settings.h"
 #include "input/read_freq.h"
-#include "output/print.h"
 
 SampleStats stats;
 
 namespace {
 
 const char *const MODULE = "stat.cpp";
-const long double SINGULAR_DET = 1e-15L;
 const long double PCT_Q[7] = {0.05L, 0.1L, 0.25L, 0.5L, 0.75L, 0.9L, 0.95L};
 
 // Observed values of one member of a group, sorted, with the running sums
@@ -103,7 +102,7 @@ void group_moments(int g, const long double *lo, const long double *hi, Vector u
 }
 
 void check_singular(Matrix s) {
-  if (fabsl(determinant(s)) < SINGULAR_DET)
+  if (fabsl(determinant(s)) < kSingularDet)
     die("Sample covariance matrix is singular; please specify a diagonal covariance matrix by '%s const:Var'",
         "--smooth-var (-L)");
 }
@@ -192,13 +191,6 @@ void compute_stats() {
   stats.sample_u = settings.mode_regular_stat ? stats.regular_u : stats.sample_u_raw;
   stats.sample_s = settings.mode_regular_stat ? stats.regular_s : stats.sample_s_raw;
   compute_attr_stats();
-  FILE *fp = settings.fp_log;
-  if (fp == nullptr) return;
-  print_basic_stats(fp);
-  if (settings.gauss_size > 0) {
-    print_sample_stats(fp);
-    print_regular_stat(fp);
-  }
 }
 
 void release_stats() {

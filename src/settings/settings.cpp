@@ -1,7 +1,7 @@
 #include <cstring>
 #include <ctime>
 
-#include "driver/vesk.h"
+#include "settings/settings.h"
 
 RunSettings settings;
 
@@ -50,7 +50,6 @@ void set_default_run() {
 
 }  // namespace
 
-// Every setting not named here starts at zero (flags off, no arrays, no files).
 void set_default_settings() {
   memset(&settings, 0, sizeof settings);
   set_default_model();
