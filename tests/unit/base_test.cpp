@@ -221,7 +221,7 @@ TEST_F(MiscTest, DelimiterPlaceholderInBothFormats) {
 
 TEST_F(MiscTest, PrecisionIsFixedAtFirstUse) {
   // Runs in a freshly started child, before anything has fixed the precision.
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  FreshProcessDeathChecks fresh;
   EXPECT_EXIT(
       {
         settings.prec_msg = 3;
@@ -395,7 +395,7 @@ TEST(Parallel, ThreadCountFromTheEnvironment) {
   EXPECT_EQ(thread_count_setting("100000", 2), 256);
   for (const char *bad : {"", "0", "-2", "two", "3x"}) EXPECT_EQ(thread_count_setting(bad, 2), 2) << bad;
 #ifdef VESK_THREADS
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  FreshProcessDeathChecks fresh;
   setenv("OMP_NUM_THREADS", "3", 1);
   EXPECT_EXIT(exit(loop_faults(5000) == 0 ? max_threads() : 0), ::testing::ExitedWithCode(3), "");
   unsetenv("OMP_NUM_THREADS");

@@ -391,7 +391,7 @@ TEST_F(Passes, ListedClassesOnly) {
 TEST_F(Passes, FirstFailureInSequentialOrder) {
   // The checks run in a fresh process: one forked from a process whose
   // worker threads exist cannot start threads under the thread sanitizer.
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  FreshProcessDeathChecks fresh;
   for (int k = 0; k < kClasses; k++) model.param_u[k][2][0] = 0;
   for (int e = 0; e < kCases; e++) {
     cases.freq_list[e].gauss[2][0] = e == kCases - 1 ? 1000 : 1;

@@ -17,12 +17,13 @@
 #include "input/read_freq.h"
 #include "output/print_common.h"
 
-// Death checks start a fresh copy of the test program instead of forking
-// this one, whose worker threads a forked child would not have.
-inline const bool kThreadsafeDeathTests = [] {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
-  return true;
-}();
+// The death checks of one test run in a freshly started copy of the test
+// program instead of a fork of this one; later tests fork again (their
+// checks read files and folders made before the check).
+struct FreshProcessDeathChecks {
+  FreshProcessDeathChecks() { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+  ~FreshProcessDeathChecks() { GTEST_FLAG_SET(death_test_style, "fast"); }
+};
 
 // Brings process state to a fresh run: defaults, buffers, printer, pools.
 // What the previous test left in the case table and the attribute roles is
