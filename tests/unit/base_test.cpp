@@ -184,22 +184,6 @@ TEST_F(MiscTest, DelimiterPlaceholderInBothFormats) {
               "^Internal error \\(conv_delim\\): illegal escape sequence\n$");
 }
 
-TEST_F(MiscTest, ProgressDotsAndAnnealingMarks) {
-  FILE *fp = tmpfile();
-  settings.fp_msg = fp;
-  for (int i = 0; i <= 100; i++) print_dot_message(i);
-  settings.mode_daem = 1;
-  print_daem_message(0, 1.0L);  // nothing
-  print_daem_message(0, 0.5L);  // *
-  print_daem_message(1, 1.0L);  // *
-  print_daem_message_sm(1, 1, 0.5L);  // quiet: nothing
-  settings.mode_daem = 0;
-  print_daem_message(1, 0.5L);  // DAEM off: nothing
-  EXPECT_EQ(stream_text(fp), "0....100**");
-  settings.fp_msg = nullptr;
-  fclose(fp);
-}
-
 struct Case {
   double x;
   long double want;
@@ -338,16 +322,6 @@ class PoolTest : public ::testing::Test {
  protected:
   void SetUp() override { setup_process_state(); }
 };
-
-TEST_F(PoolTest, MatrixRowsAreOneRowMajorBlock) {
-  Matrix m = alloc_matrix(7, 13);
-  EXPECT_EQ(matrix_rows(m), 7);
-  EXPECT_EQ(matrix_cols(m), 13);
-  for (int i = 0; i < 7; i++) EXPECT_EQ(m[i], m[0] + i * 13);
-  release_matrix0(m);
-  release_vector0(nullptr);  // null handles are ignored
-  release_matrix0(nullptr);
-}
 
 // The second release of a finds a behind the rover, which sits at b.
 void free_twice_behind_the_rover() {
