@@ -53,34 +53,6 @@ TEST_F(GaussTest, ClosedFormsOfOneTwoAndThreeDimensions) {
   expect_close(gauss_prec(x3, mu3, s3, p3, 4), expl(want3), 1e-16);
 }
 
-TEST_F(GaussTest, StatisticsFormsSumTheWeightedDensities) {
-  const long double w[3] = {2, 1, 0.5L};
-  const long double pts[3][3] = {{1, 2, -1}, {0, 0.5L, 0.5L}, {-1, 1, 2}};
-  const long double cov[3][3] = {{4, 1, 0.5L}, {1, 3, -0.4L}, {0.5L, -0.4L, 2}};
-  for (int d : {1, 3}) {
-    Vector sum = zeros(d), mu = zeros(d), x = zeros(d);
-    Matrix q = mat(d, d), s = mat(d, d), p = mat(d, d);
-    long double n = 0, want = 0;
-    for (int i = 0; i < d; i++) {
-      mu[i] = 0.2L + 0.4L * i;
-      for (int j = 0; j < d; j++) s[i][j] = cov[i][j];
-    }
-    for (int k = 0; k < 3; k++) {
-      n += w[k];
-      for (int i = 0; i < d; i++) {
-        x[i] = pts[k][i];
-        sum[i] += w[k] * x[i];
-        for (int j = 0; j < d; j++) q[i][j] += w[k] * pts[k][i] * pts[k][j];
-      }
-      want += w[k] * lgauss(x, mu, s);
-    }
-    long double det = invert_c(s, p);
-    expect_close(lgauss_stat(n, sum, q, mu, s), want, 1e-13);
-    expect_close(lgauss_stat_prec(n, sum, q, mu, s, p, det), want, 1e-13);
-    if (d == 3) expect_close(lgauss_stat_mv_prec(n, sum, q, mu, p, det), want, 1e-13);
-  }
-}
-
 using GaussDeathTest = PooledTest;
 
 TEST_F(GaussDeathTest, NumericalFailures) {
