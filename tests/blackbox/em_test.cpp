@@ -58,11 +58,9 @@ const std::vector<std::string> kAir = {"-f", "airquality", "-x", "5", "-u", "0-3
 INSTANTIATE_TEST_SUITE_P(
     Variants, KRangeFit,
     ::testing::Values(
-        FitCase{"IrisMl", "iris_freq.csv", with(kIris, {"-k", "2:4:1"}), {2, 3, 4}, false},
         FitCase{"IrisAutoClassLogScale", "iris_freq.csv", with(kIris, {"-A", "-J"}), {2, 3, 4, 5, 6}, true},
         FitCase{"TitanicStepValueFrequencyStart", "titanic_freq.txt",
                 with(kTitanic, {"-k", "2:7:2", "--init-a", "v_freq"}), {2, 4, 6}, false},
-        FitCase{"AirqualityMissing", "airquality_freq.csv", with(kAir, {"-k", "2:4:1"}), {2, 3, 4}, false},
         FitCase{"AirqualityMissingAutoClass", "airquality_freq.csv", with(kAir, {"-k", "2:6:1", "-A"}),
                 {2, 3, 4, 5, 6}, true}),
     [](const ::testing::TestParamInfo<FitCase> &info) { return info.param.name; });

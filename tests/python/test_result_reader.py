@@ -10,7 +10,7 @@ import numpy as np
 import pandas as pd
 
 from vesk_env import DATA_DIR, VESK, Scratch, raw_sections
-from vesk_result import model_attributes, read_result, read_sections
+from vesk_result import read_result
 
 IRIS_ARGS = ["-f", "iris", "-k", "2:3:1", "-x", "5", "-u", "0-3", "-n", "2", "-r", "3", "-A",
              "-D", "--show-attr-memp", "--show-attr-cluster"]
@@ -64,47 +64,6 @@ class IrisReader(unittest.TestCase, EverySectionParses):
             for ext in ("csv", "txt"):
                 self.check_file(self.dir.file("iris_%s.%s" % (ending, ext)), self.k)
 
-    def test_shapes_follow_from_the_data(self):
-        k, n = self.k, len(self.data)
-        cl, memp, param, log = (self.csv[e] for e in ("cluster", "memp", "param", "log"))
-        attrs = ["Attr. x%d" % i for i in range(5)]
-        self.assertEqual(list(cl["CLUSTER-CASE-BY-CASE"].columns),
-                         ["Case ID", "Cluster k"] + attrs + ["Membership prob. P(k|x)"])
-        self.assertEqual(len(cl["CLUSTER-CASE-BY-CLUSTER"]), n)
-        self.assertEqual(cl["CLUSTER-GAUSS0-BY-CASE"].shape, (n, 2 + 4 + 2))
-        self.assertEqual(cl["CLUSTER-CAT4-BY-ATT"].shape, (3, 4))
-        self.assertEqual(memp["MEMBER-CASE"].shape, (n * k, 1 + 5 + 5))
-        self.assertEqual(memp["MEMBER-CAT4"].shape, (3 * k, 7))
-        self.assertEqual(memp["MEMBER-GAUSS0"].shape, (n * k, 2 + 4 + 5))
-        self.assertEqual(param["PARAM-CLASS"].shape, (k, 2))
-        self.assertEqual(param["PARAM-CAT4"].shape, (3 * k, 4))
-        self.assertEqual(param["PARAM-GAUSS-MEAN0"].shape, (4 * k, 4))
-        self.assertEqual(param["PARAM-GAUSS-COVAR0"].shape, (10 * k, 5))
-        self.assertEqual(list(param["PARAM-GAUSS-COVAR0"].columns),
-                         ["Gauss ID", "Class k", "Attr. ID", "Attr. ID.1", "(Co)Variance"])
-        self.assertEqual(log["SCORE"].shape, (2, 3))
-        self.assertEqual(log["STAT-GAUSS-COVAR"].shape, (16, 4))
-        self.assertEqual(list(log["LOGLIKE-K2"].columns),
-                         ["Num. of classes", "Num. of updates", "Log likelihood",
-                          "Log prior prob.", "Log a posteriori prob."])
-
-    def test_values_and_types(self):
-        cases = self.csv["cluster"]["CLUSTER-CASE-BY-CASE"]
-        attrs = ["Attr. x%d" % i for i in range(5)]
-        expected = self.data.set_axis(attrs, axis=1)
-        pd.testing.assert_frame_equal(cases[attrs], expected, check_dtype=False)
-        self.assertEqual(cases["Case ID"].tolist(), list(range(len(self.data))))
-        self.assertTrue(pd.api.types.is_integer_dtype(cases["Cluster k"]))
-        memp = self.csv["memp"]["MEMBER-CASE"]
-        sums = memp.groupby("Case ID")["Membership prob. P(k|x)"].sum()
-        np.testing.assert_allclose(sums.values, 1.0, atol=1e-9)
-        sizes = self.csv["log"]["CLUSTER-FREQ-CASE"]
-        counted = cases["Cluster k"].value_counts().sort_index()
-        self.assertEqual(sizes["Cluster size"].tolist(), counted.tolist())
-        seeds = self.csv["log"]["SEED-K2"]
-        self.assertTrue(seeds["Random seed"].isna().all())  # "N/A" under --seed
-        self.assertEqual(seeds.attrs["description"][0].split(" = ")[0], "Best seed")
-
     def test_tab_and_comma_files_read_the_same(self):
         for ending in ("log", "cluster", "memp", "param"):
             txt = read_result(self.dir.file("iris_%s.txt" % ending))
@@ -112,14 +71,6 @@ class IrisReader(unittest.TestCase, EverySectionParses):
                 if key in TIMING or key in NAMED_FILES:
                     continue
                 pd.testing.assert_frame_equal(df, txt[key], obj="%s %s" % (ending, key))
-
-    def test_model_attributes_from_the_log(self):
-        info = model_attributes(read_sections(self.dir.file("iris_log.txt")))
-        self.assertEqual(info["model"], [0, 1, 2, 3, 4])
-        self.assertEqual(info["continuous"], [0, 1, 2, 3])
-        self.assertEqual(info["discrete"], [4])
-        self.assertIsNone(info["id"])
-
 
 class CountsAnswersAndVerboseSections(unittest.TestCase, EverySectionParses):
     """Titanic: a tab-separated file with object counts, an answer column

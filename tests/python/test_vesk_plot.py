@@ -8,7 +8,6 @@ import sys
 import unittest
 
 from vesk_env import DATA_DIR, EXAMPLES_DIR, TOOLS_DIR, VESK, VESK_PREP, Scratch, prepared_command
-from vesk_plot import edge_warning
 
 PLOT = os.path.join(TOOLS_DIR, "vesk_plot.py")
 
@@ -69,14 +68,6 @@ class Plots(unittest.TestCase):
         r = self.plot("half")
         self.assertEqual(r.returncode, 1)
         self.assertIn("has no SCORE section", r.stderr)
-
-    def test_edge_rule(self):
-        self.assertIsNotNone(edge_warning([2, 3, 4], 4))
-        self.assertIsNone(edge_warning([2, 3, 4], 2))  # K cannot go below 2
-        self.assertIsNotNone(edge_warning([3, 5, 7], 3))
-        self.assertIsNone(edge_warning([2, 3, 4], 3))
-        self.assertIsNone(edge_warning([5], 5))
-
 
 if __name__ == "__main__":
     unittest.main()

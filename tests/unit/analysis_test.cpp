@@ -327,17 +327,6 @@ TEST_F(RankTest, OneClassHidesOnlyMembershipsBelowOne) {
             std::string::npos);
 }
 
-TEST_F(RankTest, UnknownRelevanceMeasureIsAnInternalError) {
-  alloc_rank();
-  settings.rel_m = 2;
-  settings.fp_msg = nullptr;
-  EXPECT_EXIT(compute_rank(), ::testing::ExitedWithCode(1),
-              "^Internal error: Unexpected relevance measure between classes and attribute values\n$");
-  EXPECT_EXIT(print_rank(stdout), ::testing::ExitedWithCode(1),
-              "^Internal error: Unexpected relevance measure between class and attribute values\n$");
-  release_rank();
-}
-
 // Dissimilarity sections: divergences in closed form, the failure messages
 // after the rows before the failing pair, the layouts, and a long section
 // against the naive formula printed row by row.
@@ -407,38 +396,6 @@ TEST_F(DissimTest, GaussianSectionCarriesIdsAndMemberValues) {
   settings.fp_msg = nullptr;
   EXPECT_EXIT(written(gauss0), ::testing::ExitedWithCode(1),
               std::string(kDeath) + "1\\|Gauss0\\) = 0 for c2 \\(smoothing should be required\\)\n$");
-}
-
-// 400 cases give 160,000 rows, several output blocks: the file must be the
-// naive computation printed row by row with printf, byte for byte.
-TEST_F(DissimTest, LongSectionEqualsRowByRowPrintf) {
-  std::string rows;
-  for (int i = 0; i < 400; i++) rows += "a," + std::to_string(i) + "," + (i % 3 ? "x" : "y") + "\n";
-  load(kDissimRoles, rows.c_str(), {0.2L, 0.3L, 0.5L});
-  std::mt19937_64 gen(99);
-  Dists m(400, std::vector<long double>(3));
-  for (auto &p : m) {
-    long double s = 0;
-    for (auto &v : p) s += v = static_cast<long double>(gen() % 1000000 + 1) / (gen() % 1000 + 1);
-    for (auto &v : p) v /= s;
-  }
-  m[7] = m[3];  // identical distributions
-  set_case_members(m);
-  std::string got = written(print_dissim_case);
-  std::string want =
-      "#### ID:DISSIM-CASE\n#### Case ID of x, Answer class of x, Case ID of x', Answer class of x', "
-      "KL-divergence D(x||x')\n####\n";
-  char buf[256];
-  for (int x = 0; x < 400; x++)
-    for (int y = 0; y < 400; y++) {
-      long double d = 0;
-      for (int k = 0; k < 3; k++) d += m[x][k] * (logl(m[x][k]) - logl(m[y][k]));
-      snprintf(buf, sizeof buf, "%d,%s,%d,%s,%.12Lg\n", x, x % 3 ? "x" : "y", y, y % 3 ? "x" : "y", d);
-      want += buf;
-    }
-  ASSERT_EQ(got.size(), want.size());
-  EXPECT_TRUE(got == want);
-  EXPECT_NE(got.find("\n3,y,7,x,0\n"), std::string::npos);
 }
 
 // Sections in the order case, values, Gaussian groups; a full disk (here

@@ -41,32 +41,6 @@ TEST(EmFit, OneClassIsTheSampleGaussian) {
   em_fixture::unload();
 }
 
-// Two well separated groups of four: the fit finds them, with each class at
-// its group's mean and biased variance (by hand) and every case assigned.
-TEST(EmFit, TwoSeparatedGroupsAreRecovered) {
-  em_fixture::load(2, 1, "0", "-0.2\n0\n0.1\n0.3\n9.8\n10\n10.1\n10.4\n");
-  settings.epsilon = 1e-12L;
-  settings.noise_ratio_gauss = 2;  // start means a few standard deviations apart
-  const long double mean[2] = {0.05L, 10.075L}, var[2] = {0.0325L, 0.046875L};
-  for (uint32_t seed : {1u, 2u, 3u}) {
-    init_genrand(seed);
-    em_iterate(0);
-    EXPECT_LT(model.log_num_iterate[0][0], 200) << seed;
-    int low = model.param_u[0][0][0] < model.param_u[1][0][0] ? 0 : 1;
-    int cls[2] = {low, 1 - low};
-    for (int i = 0; i < 2; i++) {
-      EXPECT_NEAR(model.param_c[cls[i]], 0.5L, 1e-12L) << seed;
-      EXPECT_NEAR(model.param_u[cls[i]][0][0], mean[i], 1e-12L) << seed;
-      EXPECT_NEAR(model.param_s[cls[i]][0][0][0], var[i], 1e-12L) << seed;
-    }
-    compute_complete_prob();
-    compute_incomplete_prob();
-    compute_conditional_prob();
-    for (int e = 0; e < 8; e++) EXPECT_GT(model.prob_cond[cls[e < 4 ? 0 : 1]][e], 0.999L) << e;
-  }
-  em_fixture::unload();
-}
-
 // The run ends at the iteration limit when it never converges, and after a
 // single update when that update gains less than epsilon.
 TEST(EmDriver, StopsAtLimitOrAfterASmallGain) {

@@ -53,77 +53,6 @@ TEST_F(GaussTest, ClosedFormsOfOneTwoAndThreeDimensions) {
   expect_close(gauss_prec(x3, mu3, s3, p3, 4), expl(want3), 1e-16);
 }
 
-TEST_F(GaussTest, MarginalDensities) {
-  Matrix s = mat(3, 3, {4, 1, 0.5L, 1, 3, -0.4L, 0.5L, -0.4L, 2});
-  Vector x = vec({1, 2, -1}), mu = vec({0, 1.5L, 0.5L});
-  const int all[3] = {1, 1, 1}, middle[3] = {0, 1, 0}, outer[3] = {1, 0, 1};
-  EXPECT_EQ(lgauss_marginal(x, mu, s, all), lgauss(x, mu, s));
-  expect_close(lgauss_marginal(x, mu, s, middle), normal_1d(2, 1.5L, 3));
-  // components 0 and 2: covariance [[4, .5], [.5, 2]], det 7.75, x - mu = (1, -1.5)
-  long double q = (2 * 1 + 4 * 2.25L - 2 * 0.5L * 1 * -1.5L) / 7.75L;
-  expect_close(lgauss_marginal(x, mu, s, outer),
-               -0.5L * q - 0.5L * (logl(7.75L) + 2 * LOG_2PI_REF));
-  expect_close(gauss_marginal(x, mu, s, middle), expl(normal_1d(2, 1.5L, 3)), 1e-16);
-}
-
-TEST_F(GaussTest, ConditionalDensities) {
-  // x1 | x0 ~ N(mu1 + 1.2/4 (x0 - mu0), 9 - 1.44/4)
-  Matrix s2 = mat(2, 2, {4, 1.2L, 1.2L, 9});
-  Vector x2 = vec({1.5L, -2}), mu2 = vec({0.5L, 1});
-  const int first[2] = {1, 0};
-  expect_close(lgauss_cond(x2, mu2, s2, first), normal_1d(-2, 1 + 0.3L, 9 - 0.36L));
-
-  // Chain rule: marginal of the observed part plus conditional of the rest.
-  Matrix s =
-      mat(4, 4, {4, 1, 0.5L, 0.2L, 1, 3, -0.4L, 0.1L, 0.5L, -0.4L, 2, 0.3L, 0.2L, 0.1L, 0.3L, 5});
-  Vector x = vec({1, 2, -1, 0.5L}), mu = vec({0, 1.5L, 0.5L, -1});
-  const int patterns[3][4] = {{1, 0, 1, 0}, {0, 1, 1, 1}, {1, 0, 0, 0}};
-  for (const auto &obs : patterns)
-    expect_close(lgauss_marginal(x, mu, s, obs) + lgauss_cond(x, mu, s, obs), lgauss(x, mu, s),
-                 1e-13);
-}
-
-TEST_F(GaussTest, StatisticsFormsSumTheWeightedDensities) {
-  const long double w[3] = {2, 1, 0.5L};
-  const long double pts[3][3] = {{1, 2, -1}, {0, 0.5L, 0.5L}, {-1, 1, 2}};
-  const long double cov[3][3] = {{4, 1, 0.5L}, {1, 3, -0.4L}, {0.5L, -0.4L, 2}};
-  for (int d : {1, 3}) {
-    Vector sum = zeros(d), mu = zeros(d), x = zeros(d);
-    Matrix q = mat(d, d), s = mat(d, d), p = mat(d, d);
-    long double n = 0, want = 0;
-    for (int i = 0; i < d; i++) {
-      mu[i] = 0.2L + 0.4L * i;
-      for (int j = 0; j < d; j++) s[i][j] = cov[i][j];
-    }
-    for (int k = 0; k < 3; k++) {
-      n += w[k];
-      for (int i = 0; i < d; i++) {
-        x[i] = pts[k][i];
-        sum[i] += w[k] * x[i];
-        for (int j = 0; j < d; j++) q[i][j] += w[k] * pts[k][i] * pts[k][j];
-      }
-      want += w[k] * lgauss(x, mu, s);
-    }
-    long double det = invert_c(s, p);
-    expect_close(lgauss_stat(n, sum, q, mu, s), want, 1e-13);
-    expect_close(lgauss_stat_prec(n, sum, q, mu, s, p, det), want, 1e-13);
-    if (d == 3) expect_close(lgauss_stat_mv_prec(n, sum, q, mu, p, det), want, 1e-13);
-  }
-}
-
-TEST_F(GaussTest, BivariateStatisticsFormLeavesOutCrossTerms) {
-  // Points (1, 2) and (-1, 0) with unit weights: n = 2, s = (0, 2),
-  // Q = [[2, 2], [2, 4]]; mean (0, 1).
-  Vector sum = vec({0, 2}), mu = vec({0, 1});
-  Matrix q = mat(2, 2, {2, 2, 2, 4}), s = mat(2, 2, {2, 0.5L, 0.5L, 1}), p = mat(2, 2);
-  // det 1.75, P = [[1, -0.5], [-0.5, 2]] / 1.75; diagonal terms only:
-  // P00 (2 - 0 + 0) + P11 (4 - 4 + 2) = (2 + 4) / 1.75
-  long double want = -0.5L * (6 / 1.75L) - 2 * (LOG_2PI_REF + 0.5L * logl(1.75L));
-  expect_close(lgauss_stat(2, sum, q, mu, s), want);
-  long double det = invert_c(s, p);
-  expect_close(lgauss_stat_prec(2, sum, q, mu, s, p, det), want);
-}
-
 using GaussDeathTest = PooledTest;
 
 TEST_F(GaussDeathTest, NumericalFailures) {
@@ -246,16 +175,6 @@ double log_multigamma(int d, double a) {
 }
 
 using WishartTest = PooledTest;
-
-TEST_F(WishartTest, OneDimensionalIsAScaledChiSquare) {
-  // X / s follows a chi-square with nu degrees of freedom.
-  const double x = 2.3, s = 0.8;
-  for (double nu : {1.5, 3.0, 7.0}) {
-    double want =
-        (nu / 2 - 1) * std::log(x) - x / (2 * s) - (nu / 2) * std::log(2 * s) - std::lgamma(nu / 2);
-    EXPECT_NEAR(static_cast<double>(lwishart(mat(1, 1, {x}), mat(1, 1, {s}), nu)), want, 1e-13);
-  }
-}
 
 TEST_F(WishartTest, TwoAndFourDimensionsAgainstTheDensityFormula) {
   Matrix x = mat(2, 2, {3, 1, 1, 2});        // det 5

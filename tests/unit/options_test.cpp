@@ -105,6 +105,7 @@ TEST(ParseValues, AcceptsStandardForms) {
 }
 
 TEST(ParseValuesDeathTest, RejectsEmptyAndTrailingText) {
+  FreshProcessDeathChecks fresh;  // a fork of this process may hold threads by now
   const std::pair<void (*)(), const char *> cases[] = {
       {[] { parse_int(""); }, "Null string specified for an integer\n"},
       {[] { parse_int("3x"); }, "Couldn't parse as an integer -- 3x\n"},

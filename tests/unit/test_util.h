@@ -66,22 +66,6 @@ inline std::string read_text(const char *path) {
   return s;
 }
 
-// What a function writes to standard output.
-template <typename Fn>
-std::string stdout_of(Fn fn) {
-  fflush(stdout);
-  FILE *tmp = tmpfile();
-  int saved = dup(1);
-  dup2(fileno(tmp), 1);
-  fn();
-  fflush(stdout);
-  dup2(saved, 1);
-  close(saved);
-  std::string text = stream_text(tmp);
-  fclose(tmp);
-  return text;
-}
-
 // A regular expression matching exactly `text` (for death-test messages).
 inline std::string exactly(const std::string &text) {
   std::string re = "^";
