@@ -14,7 +14,7 @@
 #include "input/read_freq.h"
 #include "input/read_param.h"
 #include "model/allocate.h"
-#include "output/print.h"
+#include "input/report.h"
 
 namespace {
 
@@ -186,7 +186,7 @@ void read_hparam() {
   store_pseudo_counts(&b.rows);
   if (settings.mode_gauss) store_gauss_priors(&b);
   release_hparam_buf(&b);
-  if (settings.mode_verbose) print_hparam(settings.fp_log);
+  if (settings.mode_verbose) input_report.hparam(settings.fp_log);
   print_msg("done\n");
 }
 

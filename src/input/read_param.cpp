@@ -19,7 +19,7 @@
 #include "settings/settings.h"
 #include "input/read_freq.h"
 #include "model/allocate.h"
-#include "output/print.h"
+#include "input/report.h"
 
 namespace {
 
@@ -381,7 +381,7 @@ void read_param() {
   if (settings.mode_gauss)
     store_gauss_rows(&b, model.param_u, model.param_s, model.param_p, model.param_sdet, "read_param");
   release_class_rows(&b);
-  if (settings.mode_verbose) print_attr_list(settings.fp_log);
+  if (settings.mode_verbose) input_report.attr_list(settings.fp_log);
   print_msg("done\n");
 }
 

@@ -20,6 +20,9 @@ void print_model(FILE *fp);
 void print_case_freq_list(FILE *fp);
 void print_attr_freq_list(FILE *fp);
 void print_ans_class_list(FILE *fp);
+// What the case reader writes to the log: the answer classes with --eval, and
+// the case and value lists with --verbose.
+void print_reader_sections(FILE *fp);
 void print_basic_stats(FILE *fp);
 void print_sample_stats(FILE *fp);
 void print_regular_stat(FILE *fp);
