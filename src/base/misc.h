@@ -10,6 +10,8 @@
 #include "base/stop.h"
 
 enum { WORK_BUF_SIZE = 1048576 };
+// The longest data row of a result file.
+enum { DATA_LINE_SIZE = 1048576 };
 enum { FORMAT_CSV = 1, FORMAT_TXT = 2 };
 
 // Where the messages and the conversions below take their values from: the
