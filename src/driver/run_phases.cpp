@@ -15,6 +15,7 @@
 #include "model/allocate.h"
 #include "model/cluster.h"
 #include "model/em.h"
+#include "model/install.h"
 #include "model/report.h"
 #include "output/print.h"
 #include "settings/settings.h"

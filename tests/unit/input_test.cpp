@@ -15,6 +15,7 @@
 #include "input/read_freq.h"
 #include "input/read_hparam.h"
 #include "input/read_param.h"
+#include "model/install.h"
 #include "model/allocate.h"
 #include "model/cluster.h"
 #include "output/print.h"

@@ -1,0 +1,9 @@
+// Reading a parameter file into the model's working parameter set.
+#ifndef VESK_MODEL_INSTALL_H
+#define VESK_MODEL_INSTALL_H
+
+// Reads the parameter file: its rows, checked, become the working parameter
+// set of its class count.
+void read_param();
+
+#endif
