@@ -8,6 +8,7 @@
 #include "driver/run.h"
 #include "input/read_freq.h"
 #include "input/read_hparam.h"
+#include "model/install.h"
 #include "model/allocate.h"
 #include "model/cluster.h"
 #include "model/em.h"
