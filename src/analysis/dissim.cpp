@@ -15,10 +15,10 @@
 #include "base/misc.h"
 #include "base/stop.h"
 #include "settings/settings.h"
+#include "input/case_text.h"
 #include "input/read_freq.h"
 #include "model/allocate.h"
 #include "model/cluster.h"
-#include "output/print_common.h"
 
 namespace {
 
@@ -217,40 +217,19 @@ void gauss_items(KlItems *it, int g) {
 
 }  // namespace
 
-void print_dissim_case(FILE *fp) {
-  add_desc_id("DISSIM-CASE");
-  add_desc_col("Case ID of x");
-  if (settings.mode_eval) add_desc_col("Answer class of x");
-  add_desc_col("Case ID of x'");
-  if (settings.mode_eval) add_desc_col("Answer class of x'");
-  add_desc_col("KL-divergence D(x||x')");
-  flush_desc(fp);
+void write_dissim_case_rows(FILE *fp) {
   KlItems it;
   case_items(&it);
   write_kl_rows(fp, &it, "");
 }
 
-void print_dissim_cat(FILE *fp, int attr) {
-  add_desc_id("DISSIM-CAT%d", attr);
-  add_desc_col("Attr. ID");
-  add_desc_col("Attr. value x%d", attr);
-  add_desc_col("Attr. value x%d'", attr);
-  add_desc_col("KL-divergence D(x%d||x%d')", attr, attr);
-  flush_desc(fp);
+void write_dissim_cat_rows(FILE *fp, int attr) {
   KlItems it;
   cat_items(&it, attr);
   write_kl_rows(fp, &it, std::to_string(attr) + delimiter());
 }
 
-void print_dissim_gauss(FILE *fp, int g) {
-  add_desc_id("DISSIM-GAUSS%d", g);
-  add_desc_col("Gauss ID");
-  add_desc_col("Case ID of Gauss%d", g);
-  add_desc_group_attr(g, "Attr. x%d");
-  add_desc_col("Case ID of Gauss%d'", g);
-  add_desc_group_attr(g, "Attr. x%d'");
-  add_desc_col("KL-divergence D(Gauss%d||Gauss%d')", g, g);
-  flush_desc(fp);
+void write_dissim_gauss_rows(FILE *fp, int g) {
   KlItems it;
   gauss_items(&it, g);
   write_kl_rows(fp, &it, std::to_string(g) + delimiter());

@@ -7,11 +7,12 @@
 
 #include <cstdio>
 
-// The three section families, from the membership arrays of the current
-// model; each fails (after writing every row before the failing pair) when a
-// divergence is undefined.
-void print_dissim_case(FILE *fp);
-void print_dissim_cat(FILE *fp, int attr);
-void print_dissim_gauss(FILE *fp, int g);
+// The rows of the three section families (their headers are the writer's),
+// from the membership arrays of the current model, written as they are
+// computed; each fails (after writing every row before the failing pair) when
+// a divergence is undefined.
+void write_dissim_case_rows(FILE *fp);
+void write_dissim_cat_rows(FILE *fp, int attr);
+void write_dissim_gauss_rows(FILE *fp, int g);
 
 #endif

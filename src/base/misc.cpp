@@ -12,9 +12,16 @@
 #include "base/allocate_matrix.h"
 #include "base/matrix.h"
 #include "base/stop.h"
-#include "settings/settings.h"
 
 WorkBuffers work_buf;
+
+namespace {
+const int kDefaultPrecMsg = 6, kDefaultPrecOut = 12, kNoFormat = -1, kNoAnneal = 0;
+FILE *const kNoStream = nullptr;
+}  // namespace
+
+MessageConfig message_config = {&kDefaultPrecMsg, &kDefaultPrecOut, &kNoFormat,
+                                &kNoAnneal,       &kNoStream,       &kNoStream};
 
 namespace {
 
@@ -30,7 +37,7 @@ char int_field[12];
 
 const char *msg_prec_text() {
   if (!prec_cache.has_msg) {
-    snprintf(prec_cache.msg, sizeof prec_cache.msg, "%d", settings.prec_msg);
+    snprintf(prec_cache.msg, sizeof prec_cache.msg, "%d", *message_config.prec_msg);
     prec_cache.has_msg = true;
   }
   return prec_cache.msg;
@@ -38,7 +45,7 @@ const char *msg_prec_text() {
 
 const char *desc_prec_text() {
   if (!prec_cache.has_desc) {
-    snprintf(prec_cache.desc, sizeof prec_cache.desc, "%d", settings.prec_out);
+    snprintf(prec_cache.desc, sizeof prec_cache.desc, "%d", *message_config.prec_out);
     prec_cache.has_desc = true;
   }
   return prec_cache.desc;
@@ -46,7 +53,7 @@ const char *desc_prec_text() {
 
 const char *float_format() {
   if (!prec_cache.has_float) {
-    snprintf(prec_cache.float_fmt, sizeof prec_cache.float_fmt, "%%.%dLg", settings.prec_out);
+    snprintf(prec_cache.float_fmt, sizeof prec_cache.float_fmt, "%%.%dLg", *message_config.prec_out);
     prec_cache.has_float = true;
   }
   return prec_cache.float_fmt;
@@ -63,12 +70,12 @@ char *alloc_work_buffer() {
 
 // Writes a formatted failure to the log (when open) and the message stream.
 [[noreturn]] void vdie(const char *fmt, va_list ap) {
-  if (settings.fp_log != nullptr) {
+  if (*message_config.fp_log != nullptr) {
     va_list aq;
     va_copy(aq, ap);
-    vfprintf(settings.fp_log, fmt, aq);
+    vfprintf(*message_config.fp_log, fmt, aq);
     va_end(aq);
-    fflush(settings.fp_log);
+    fflush(*message_config.fp_log);
   }
   vfprintf(msg_stream(), fmt, ap);
   fflush(msg_stream());
@@ -94,7 +101,7 @@ void release_buffer() {
   }
 }
 
-FILE *msg_stream() { return settings.fp_msg != nullptr ? settings.fp_msg : stderr; }
+FILE *msg_stream() { return *message_config.fp_msg != nullptr ? *message_config.fp_msg : stderr; }
 
 void die(const char *fmt, ...) {
   va_list ap;
@@ -204,7 +211,7 @@ const char *conv_desc(const char *fmt) { return conv_base(desc_prec_text(), fmt)
 
 const char *data_prec_text() {
   if (!prec_cache.has_data) {
-    snprintf(prec_cache.data, sizeof prec_cache.data, "%d", settings.prec_out);
+    snprintf(prec_cache.data, sizeof prec_cache.data, "%d", *message_config.prec_out);
     prec_cache.has_data = true;
   }
   return prec_cache.data;
@@ -213,7 +220,7 @@ const char *data_prec_text() {
 // Turns "," into the output delimiter; "~" copies the next character as is.
 const char *conv_delim(const char *text) {
   char *out = work_buf.buf_delim;
-  char delim = settings.format_out == FORMAT_CSV ? ',' : '\t';
+  char delim = *message_config.format_out == FORMAT_CSV ? ',' : '\t';
   size_t n = 0;
   for (const char *p = text; *p != '\0'; p++) {
     if (n + 1 >= WORK_BUF_SIZE) die("Internal error (conv_delim): buffer overflow\n");
@@ -272,7 +279,7 @@ void print_dot_message(int i) {
 void print_daem_message(int n, long double itemp) { print_daem_message_sm(0, n, itemp); }
 
 void print_daem_message_sm(int quiet, int n, long double itemp) {
-  if (!settings.mode_daem || quiet != 0) return;
+  if (!*message_config.show_anneal || quiet != 0) return;
   if (n > 0 || itemp < 1.0L) {
     fputs("*", msg_stream());
     if (msg_stream() == stderr) fflush(stderr);

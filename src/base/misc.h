@@ -10,6 +10,21 @@
 #include "base/stop.h"
 
 enum { WORK_BUF_SIZE = 1048576 };
+// The longest data row of a result file.
+enum { DATA_LINE_SIZE = 1048576 };
+enum { FORMAT_CSV = 1, FORMAT_TXT = 2 };
+
+// Where the messages and the conversions below take their values from: the
+// precisions of "%.N" in messages and in results, the result format (a comma
+// delimits FORMAT_CSV, a tab anything else), whether annealing marks are shown,
+// the log (none when null) and the message stream (stderr when null). Each
+// value is read at its use; the precision texts are made once, at first use.
+// Bound by the owner of these values at start-up; until then the defaults.
+struct MessageConfig {
+  const int *prec_msg, *prec_out, *format_out, *show_anneal;
+  FILE *const *fp_log, *const *fp_msg;
+};
+extern MessageConfig message_config;
 
 // Five work buffers shared by the conversions and the printer.
 struct WorkBuffers {

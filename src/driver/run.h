@@ -8,6 +8,15 @@
 // The clocks of this run's phases.
 extern PhaseTimes run_times;
 
+// Points the computations' report hooks at the writers.
+void install_report_hooks();
+
+// The cases, with the reader's log sections.
+void read_cases();
+// The smoothing constants of the current K (AutoClass rules, logged), then
+// their flags.
+void set_smooth_auto();
+
 // The whole fitting run: read, fit over the K range, write results.
 void em_main();
 // The run that reads a parameter file instead of fitting.

@@ -8,6 +8,7 @@
 #include "driver/run.h"
 #include "input/read_freq.h"
 #include "input/read_hparam.h"
+#include "model/install.h"
 #include "model/allocate.h"
 #include "model/cluster.h"
 #include "model/em.h"
@@ -29,8 +30,15 @@ void score_model(int kidx) {
 // Fits the current K: split-and-merge EM when enabled and a split-merge
 // triple exists (K >= 3), plain EM with restarts otherwise.
 void fit_model(int kidx) {
-  if (settings.num_sm > 0 && model.num_class >= 3) smem_iterate(kidx);
-  else em_iterate(kidx);
+  if (settings.num_sm > 0 && model.num_class >= 3) {
+    smem_iterate(kidx);
+    print_num_iterate_sm(settings.fp_log);
+    print_num_result_sm(settings.fp_log);
+    print_loglike_sm(settings.fp_log);
+    release_smem();
+  } else {
+    print_loglike(settings.fp_log, em_iterate(kidx));
+  }
 }
 
 void alloc_fit_arrays() {
@@ -112,7 +120,7 @@ void write_param_file() {
 
 void read_phase() {
   stamp_time(&run_times.stime_read, &run_times.stime_lap_read);
-  read_freq();
+  read_cases();
   compute_stats();
   print_stats(settings.fp_log);
   stamp_time(&run_times.etime_read, &run_times.etime_lap_read);

@@ -11,11 +11,15 @@
 #include "driver/run.h"
 #include "input/read_freq.h"
 #include "input/read_param.h"
+#include "input/report.h"
 #include "model/allocate.h"
 #include "model/cluster.h"
 #include "model/em.h"
+#include "model/install.h"
+#include "model/report.h"
 #include "output/print.h"
 #include "settings/settings.h"
+#include "smem/report.h"
 
 PhaseTimes run_times;
 
@@ -44,11 +48,29 @@ void evaluate_clusters() {
 void read_phase_no_em() {
   stamp_time(&run_times.stime_read, &run_times.stime_lap_read);
   read_param();
-  read_freq();
+  read_cases();
   stamp_time(&run_times.etime_read, &run_times.etime_lap_read);
 }
 
 }  // namespace
+
+void install_report_hooks() {
+  model_report = {print_param,           print_decrease,          print_complete_prob,
+                  print_incomplete_prob, print_conditional_prob, print_expectation};
+  smem_report = {print_decrease_sm, print_jmerge, print_jsplit};
+  input_report = {print_hparam, print_attr_list};
+}
+
+void read_cases() {
+  read_freq();
+  print_reader_sections(settings.fp_log);
+}
+
+void set_smooth_auto() {
+  set_autoclass_smoothing();
+  if (settings.mode_smooth_auto) print_smooth(settings.fp_log);
+  set_smooth_strictness();
+}
 
 // Membership distributions of cases and attribute values, always computed
 // (clusters, ranking and dissimilarities read them); the membership file and

@@ -367,6 +367,7 @@ void initialize_rand() { init_genrand(settings.rand_seed); }
 int vesk_main(int argc, char **argv) {
   install_stop_signals();
   set_default_settings();
+  install_report_hooks();
   initialize_buffer();
   initialize_printer();
   initialize_matrix_pool();

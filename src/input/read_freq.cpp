@@ -15,7 +15,6 @@
 #include "base/misc.h"
 #include "base/split.h"
 #include "settings/settings.h"
-#include "output/print.h"
 
 CaseTable cases;
 
@@ -472,16 +471,6 @@ void build_label_lists() {
     if (cases.freq_list[e].ans_class >= 0) cases.cluster_case_freq_ans[cases.freq_list[e].ans_class]++;
 }
 
-void write_reader_sections() {
-  FILE *fp = settings.fp_log;
-  if (fp == nullptr) return;
-  if (settings.mode_eval) print_ans_class_list(fp);
-  if (settings.mode_verbose) {
-    print_case_freq_list(fp);
-    print_attr_freq_list(fp);
-  }
-}
-
 }  // namespace
 
 int compare_word(const char *x, const char *y) { return strncmp(x, y, LABEL_KEEP); }
@@ -518,7 +507,6 @@ void read_freq() {
   build_word_lists();
   build_word_freq_list();
   build_label_lists();
-  write_reader_sections();
   print_msg("done\n");
 }
 

@@ -13,8 +13,7 @@
 #include "settings/settings.h"
 #include "input/read_freq.h"
 #include "input/read_param.h"
-#include "model/allocate.h"
-#include "output/print.h"
+#include "input/report.h"
 
 namespace {
 
@@ -24,17 +23,6 @@ const RowKind kHparamRows = {600, "Unexpected # of fields for class probs",
                              "Unexpected # of fields for discrete attribute probs",
                              "Unexpected # of fields for means of continuous attributes",
                              "Unexpected # of fields for covariances of continuous attributes"};
-
-// Hyperparameter rows read so far: the rows both files share, the priors
-// only this file has (`prior_cap` classes allocated), and the values listed
-// for class 0 per discrete attribute.
-struct HparamBuf {
-  ClassRows rows;
-  int prior_cap;
-  long double *tau;     // [prior_cap]
-  long double **alpha;  // [prior_cap][G]
-  HashTable *listed;    // [D]
-};
 
 // The reader's state lives at module level so that release_read_hparam can
 // free what a failed read leaves behind.
@@ -141,34 +129,9 @@ void read_hparam_row(SectionReader *r, HparamBuf *b) {
 // covariance section per group, the tau section and an alpha section per group.
 int num_sections() { return 1 + num_d() + (settings.mode_gauss ? 1 + 3 * num_g() : 0); }
 
-void store_pseudo_counts(const ClassRows *b) {
-  for (int k = 0; k < b->num_class; k++) {
-    long double x = b->c[k];
-    if (x < -1.0L) die(conv_msg("Illegal class hyperparameter: %.Nf (class=%d)\n"), x, k);
-    model.hparam_c[k] = x;
-  }
-  for (int k = 0; k < b->num_class && settings.mode_nominal; k++)
-    for (int d = 0; d < num_d(); d++)
-      for (int v = 0; v < cases.num_word[d]; v++) {
-        long double x = b->w[k][d][v];
-        if (x < -1.0L)
-          die(conv_msg("Illegal attribute hyperparameter: %.Nf (class=%d, attribute=%d)\n"), x, k,
-              discrete_column(d));
-        model.hparam_w[k][d][v] = x;
-      }
-}
-
-void store_gauss_priors(const HparamBuf *b) {
-  for (int k = 0; k < b->rows.num_class; k++) {
-    model.hparam_tau[k] = b->tau[k];
-    for (int g = 0; g < num_g(); g++) model.hparam_alpha_w[k][g] = b->alpha[k][g];
-  }
-  store_gauss_rows(&b->rows, model.hparam_u, model.hparam_s, model.hparam_p, model.hparam_sdet, "read_hparam");
-}
-
 }  // namespace
 
-void read_hparam() {
+const HparamBuf *read_hparam_rows() {
   print_msg("Reading hyperparameters from %s...", settings.fname_hparam);
   SectionReader &r = hparam_reader;
   HparamBuf &b = hparam_buf;
@@ -181,12 +144,12 @@ void read_hparam() {
   if (r.section < num_sections())
     die("Insufficiennt hyperparameter specifications in %s (#data-matrices = %d)\n", r.fname, r.section);
   close_section_reader(&r);
-  model.num_class = b.rows.num_class;
-  alloc_hparam_read();
-  store_pseudo_counts(&b.rows);
-  if (settings.mode_gauss) store_gauss_priors(&b);
-  release_hparam_buf(&b);
-  if (settings.mode_verbose) print_hparam(settings.fp_log);
+  return &b;
+}
+
+void end_read_hparam() {
+  release_hparam_buf(&hparam_buf);
+  if (settings.mode_verbose) input_report.hparam(settings.fp_log);
   print_msg("done\n");
 }
 

@@ -18,8 +18,7 @@
 #include "base/split.h"
 #include "settings/settings.h"
 #include "input/read_freq.h"
-#include "model/allocate.h"
-#include "output/print.h"
+#include "input/report.h"
 
 namespace {
 
@@ -137,23 +136,6 @@ void set_up_value_lists() {
     cases.word_list[d] = get_keys(&cases.ht[d]);
   }
   for (int d = 0; d < num_d(); d++) build_print_order(d);
-}
-
-void store_class_params(const ClassRows *b) {
-  for (int k = 0; k < b->num_class; k++) {
-    long double p = b->c[k];
-    if (!(p >= 0.0L && p <= 1.0L)) die(conv_msg("Unexpected class parameter: %.Nf (class=%d)"), p, k);
-    model.param_c[k] = p;
-  }
-  for (int k = 0; k < b->num_class && settings.mode_nominal; k++)
-    for (int d = 0; d < num_d(); d++)
-      for (int v = 0; v < cases.num_word[d]; v++) {
-        long double p = b->w[k][d][v];
-        if (!(p >= 0.0L && p <= 1.0L))
-          die(conv_msg("Unexpected attribute parameter: %.Nf (class=%d, attribute=%d)"), p, k,
-              discrete_column(d));
-        model.param_w[k][d][v] = p;
-      }
 }
 
 }  // namespace
@@ -359,7 +341,7 @@ long double invert_covariance(long double *const *s, long double **p, const char
 
 // ---- the parameter file -------------------------------------------------------
 
-void read_param() {
+const ClassRows *read_param_rows() {
   print_msg("Reading parameters from %s...", settings.fname_param);
   SectionReader &r = param_reader;
   ClassRows &b = param_rows;
@@ -374,14 +356,13 @@ void read_param() {
   if (r.section <= 2 * num_g() + num_d())
     die("Insufficiennt parameter specifications in %s (#data-matrices = %d)\n", r.fname, r.section);
   close_section_reader(&r);
-  model.num_class = b.num_class;
   set_up_value_lists();
-  alloc_param();
-  store_class_params(&b);
-  if (settings.mode_gauss)
-    store_gauss_rows(&b, model.param_u, model.param_s, model.param_p, model.param_sdet, "read_param");
-  release_class_rows(&b);
-  if (settings.mode_verbose) print_attr_list(settings.fp_log);
+  return &b;
+}
+
+void end_read_param() {
+  release_class_rows(&param_rows);
+  if (settings.mode_verbose) input_report.attr_list(settings.fp_log);
   print_msg("done\n");
 }
 

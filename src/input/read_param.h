@@ -91,7 +91,11 @@ void read_gauss_row(const SectionReader *r, ClassRows *b, const RowKind *kind, i
 void store_gauss_rows(const ClassRows *b, Vector **u, Matrix **s, Matrix **p, long double **det,
                       const char *where);
 
-void read_param();
+// The parameter file's rows, read and checked for shape, with the value
+// dictionaries they name set up; the model takes its parameter set from them,
+// then end_read_param frees them and ends the reader's message.
+const ClassRows *read_param_rows();
+void end_read_param();
 // Closes the file and frees the rows of a read that did not finish (the
 // dictionaries and the parameter set belong to the case table and the model).
 void release_read_param();

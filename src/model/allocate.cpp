@@ -10,7 +10,6 @@
 #include "settings/settings.h"
 #include "input/read_freq.h"
 #include "input/stat.h"
-#include "output/print.h"
 
 Model model;
 
@@ -469,9 +468,9 @@ void set_smooth_flags() {
 
 }  // namespace
 
-void set_smooth_auto() {
-  apply_autoclass_rules();
-  if (settings.mode_smooth_auto) print_smooth(settings.fp_log);
+void set_autoclass_smoothing() { apply_autoclass_rules(); }
+
+void set_smooth_strictness() {
   set_smooth_flags();
   if (!settings.mode_smooth_strict && settings.ic_type == 2)
     die("Couldn't use the AUTOCLASS mode unless all smoothing constant > 0\n");

@@ -140,7 +140,11 @@ long double get_hparam_w(int k, int a, int v);
 long double get_tau(int k);
 long double get_alpha_w(int k, int g, int d);
 
-void set_smooth_auto();
+// The smoothing constants of the current K: AutoClass rules first
+// (set_autoclass_smoothing), then the strictness flags, which fail with the
+// AutoClass score unless every constant is positive.
+void set_autoclass_smoothing();
+void set_smooth_strictness();
 void initialize_hparam_gauss();
 void check_read_hparam();
 

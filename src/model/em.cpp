@@ -12,7 +12,7 @@
 #include "input/read_freq.h"
 #include "model/allocate.h"
 #include "model/em.h"
-#include "output/print.h"
+#include "model/report.h"
 
 namespace {
 
@@ -73,8 +73,8 @@ bool is_decreased(int i) { return is_decreased_trace(model.lambda_, model.log_it
 
 // Writes the decrease and the parameters to the log, then stops the program.
 [[noreturn]] void report_decrease(int r, int i) {
-  print_decrease(settings.fp_log, r, i);
-  print_param(settings.fp_log);
+  model_report.decrease(settings.fp_log, r, i);
+  model_report.param(settings.fp_log);
   die_decrease(" ", model.lambda_, model.log_itemp, i);
 }
 
@@ -213,11 +213,11 @@ void initialize_param() {
     for (int k = 0; k < model.num_class; k++)
       for (int g = 0; g < settings.gauss_size; g++) init_param_gauss(k, g);
     if (refresh_precisions() != 0) {
-      print_param(settings.fp_log);
+      model_report.param(settings.fp_log);
       die_numeric("initialize_param", "Failed to invert covariances\n");
     }
   }
-  if (settings.mode_verbose) print_param(settings.fp_log);
+  if (settings.mode_verbose) model_report.param(settings.fp_log);
 }
 
 int em_iterate_body(int r, int i, int max, long double beta0) {
@@ -255,7 +255,7 @@ unsigned int reseed_restart() {
   return s;
 }
 
-void em_iterate(int kidx) {
+int em_iterate(int kidx) {
   int m = iteration_limit(), pre = preliminary_limit(m);
   int r_best = 0, last_best = 0;
   for (int r = 0; r < settings.num_init; r++) {
@@ -283,5 +283,5 @@ void em_iterate(int kidx) {
     print_msg("  <<Resumed best parameter set #%d>>\n", r_best);
     last_best = em_iterate_body(r_best, last_best, m, model.itemp_best);
   }
-  print_loglike(settings.fp_log, last_best);
+  return last_best;
 }

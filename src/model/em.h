@@ -62,6 +62,8 @@ void initialize_param();
 // with it; returns the seed to log (0 with a given seed).
 unsigned int reseed_restart();
 int em_iterate_body(int r, int i0, int max, long double beta0);
-void em_iterate(int kidx);
+// Fits the kidx-th class count with restarts; returns the last iteration of
+// the best restart.
+int em_iterate(int kidx);
 
 #endif

@@ -16,7 +16,7 @@
 #include "model/case_values.h"
 #include "model/em.h"
 #include "model/gauss.h"
-#include "output/print.h"
+#include "model/report.h"
 
 namespace {
 
@@ -110,7 +110,7 @@ void fill_complete(bool log, bool tempered, long double beta, ClassList classes)
   });
   if (fault.any()) die_gauss_fault(fault.code);
   // The verbose table belongs to the whole pass, not to a few classes.
-  if (settings.mode_verbose && classes.list == nullptr) print_complete_prob(settings.fp_log);
+  if (settings.mode_verbose && classes.list == nullptr) model_report.complete_prob(settings.fp_log);
 }
 
 }  // namespace
@@ -164,7 +164,7 @@ void compute_incomplete_prob() {
   parallel_ranges(cases.num_entry, work, [&](int begin, int end) {
     for (int e = begin; e < end; e++) model.prob_incomp[e] = incomplete_one(e, log_scale);
   });
-  if (settings.mode_verbose) print_incomplete_prob(settings.fp_log);
+  if (settings.mode_verbose) model_report.incomplete_prob(settings.fp_log);
 }
 
 void compute_conditional_prob() {
@@ -180,5 +180,5 @@ void compute_conditional_prob() {
       }
     }
   });
-  if (settings.mode_verbose) print_conditional_prob(settings.fp_log);
+  if (settings.mode_verbose) model_report.conditional_prob(settings.fp_log);
 }

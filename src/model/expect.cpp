@@ -15,7 +15,7 @@
 #include "model/allocate.h"
 #include "model/case_values.h"
 #include "model/em.h"
-#include "output/print.h"
+#include "model/report.h"
 
 namespace {
 
@@ -380,7 +380,7 @@ int all_sums() {
 
 void compute_expect() {
   sum_classes(all_sums(), all_classes());
-  if (settings.mode_verbose) print_expectation(settings.fp_log);
+  if (settings.mode_verbose) model_report.expectation(settings.fp_log);
 }
 
 void compute_expect_classes(const int *classes, int n) { sum_classes(all_sums(), ClassList{classes, n}); }

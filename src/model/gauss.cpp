@@ -12,7 +12,7 @@
 #include "base/matrix.h"
 #include "base/misc.h"
 #include "settings/settings.h"
-#include "output/print.h"
+#include "model/report.h"
 
 namespace {
 
@@ -22,7 +22,7 @@ enum { STACK_DIM = 32 };  // dimensions handled without pool scratch space
 
 // A failed density: the current parameters go to the log, then the run ends.
 [[noreturn]] void gauss_failure(const char *what) {
-  if (settings.fp_log != nullptr) print_param(settings.fp_log);
+  if (settings.fp_log != nullptr) model_report.param(settings.fp_log);
   die_numeric("check_gauss", what);
 }
 

@@ -13,7 +13,7 @@
 #include "model/em.h"
 #include "model/gauss.h"
 #include "model/wishart.h"
-#include "output/print.h"
+#include "model/report.h"
 
 namespace {
 
@@ -24,7 +24,7 @@ long double lng(long double x) { return lngamma(static_cast<double>(x)); }
 // Stops on a NaN or infinite score after writing the parameters to the log.
 void check_finite(long double x, const char *where, const char *nan_msg, const char *inf_msg) {
   if (!std::isnan(x) && !std::isinf(x)) return;
-  print_param(settings.fp_log);
+  model_report.param(settings.fp_log);
   die_numeric(where, std::isnan(x) ? nan_msg : inf_msg);
 }
 

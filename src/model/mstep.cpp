@@ -14,7 +14,7 @@
 #include "model/em.h"
 #include "model/gauss.h"
 #include "model/wishart.h"
-#include "output/print.h"
+#include "model/report.h"
 
 namespace {
 
@@ -114,20 +114,20 @@ void update_param() {
   for (int k = 0; k < model.num_class; k++) update_param_one(k);
   if (settings.mode_gauss) {
     if (refresh_precisions() != 0) {
-      print_param(settings.fp_log);
+      model_report.param(settings.fp_log);
       die_numeric("update_param", "Failed to invert covariances\n");
     }
   }
-  if (settings.mode_verbose) print_param(settings.fp_log);
+  if (settings.mode_verbose) model_report.param(settings.fp_log);
 }
 
 void check_score(long double x, const char *where, const char *nan_msg, const char *inf_msg) {
   if (std::isnan(x)) {
-    print_param(settings.fp_log);
+    model_report.param(settings.fp_log);
     die_numeric(where, nan_msg);
   }
   if (std::isinf(x)) {
-    print_param(settings.fp_log);
+    model_report.param(settings.fp_log);
     die_numeric(where, inf_msg);
   }
 }

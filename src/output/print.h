@@ -20,6 +20,14 @@ void print_model(FILE *fp);
 void print_case_freq_list(FILE *fp);
 void print_attr_freq_list(FILE *fp);
 void print_ans_class_list(FILE *fp);
+// What the case reader writes to the log: the answer classes with --eval, and
+// the case and value lists with --verbose.
+void print_reader_sections(FILE *fp);
+// The dissimilarity sections: cases, the values of discrete attribute attr,
+// cases seen through Gaussian group g.
+void print_dissim_case(FILE *fp);
+void print_dissim_cat(FILE *fp, int attr);
+void print_dissim_gauss(FILE *fp, int g);
 void print_basic_stats(FILE *fp);
 void print_sample_stats(FILE *fp);
 void print_regular_stat(FILE *fp);

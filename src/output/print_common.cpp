@@ -15,7 +15,6 @@ namespace {
 
 enum { DATA_ITEM_SIZE = 257, INIT_DESC_COL = 10, INIT_DESC_COMM = 3 };
 
-char case_id_field[12];
 
 // Doubles a header array, giving every new slot a zero-filled buffer.
 char **grow_desc_array(char **array, int *max_size, int width) {
@@ -157,36 +156,12 @@ void print_data(FILE *fp, const char *fmt, ...) {
   fputc('\n', fp);
 }
 
-const char *freq_entry_val(int entry, int attr) {
-  const AttrInfo &info = settings.attr_info[attr];
-  const CaseRecord &rec = cases.freq_list[entry];
-  if (info.cont) {
-    if (rec.miss_g[info.group][info.index]) return "?";
-    return float2str(rec.gauss[info.group][info.index]);
-  }
-  int word = rec.word[info.index];
-  if (word >= 0) return cases.word_list[info.index][word];
-  if (rec.miss_w[info.index]) return "?";
-  die("Internal error: freq_entry_val(): word not assigned");
-}
-
-const char *get_case_id(int entry) {
-  if (settings.mode_id) return cases.case_id_list[cases.freq_list[entry].case_id];
-  snprintf(case_id_field, sizeof case_id_field, "%d", entry);
-  return case_id_field;
-}
-
 const char *mode_str(int flag) { return flag > 0 ? "Enabled" : "Disabled"; }
 
 void add_data_attr_values(int entry) {
   if (settings.mode_hide_attr) return;
   for (int a = 0; a < settings.tuple_size; a++)
     if (is_model_attr(a)) add_data_str(freq_entry_val(entry, a));
-}
-
-const char *get_ans_class(int entry) {
-  int a = cases.freq_list[entry].ans_class;
-  return a >= 0 ? cases.ans_class_list[a] : "?";
 }
 
 void add_desc_group_attr(int g, const char *fmt) {

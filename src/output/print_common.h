@@ -6,7 +6,10 @@
 
 #include <cstdio>
 
-enum { DESC_ID_SIZE = 128, DESC_COL_SIZE = 128, DESC_COMM_SIZE = 1024, DATA_LINE_SIZE = 1048576 };
+#include "base/misc.h"
+#include "input/case_text.h"
+
+enum { DESC_ID_SIZE = 128, DESC_COL_SIZE = 128, DESC_COMM_SIZE = 1024 };
 
 struct Printer {
   char desc_id[DESC_ID_SIZE];
@@ -34,16 +37,11 @@ void add_data_str(const char *s);
 void flush_data(FILE *fp);
 void print_data(FILE *fp, const char *fmt, ...);
 
-// Text of attribute `attr` (column index) in distinct case `entry`.
-const char *freq_entry_val(int entry, int attr);
-const char *get_case_id(int entry);
 const char *mode_str(int flag);
 
 // Adds one item per model attribute of a case, in column order (none with
 // --hide-attr).
 void add_data_attr_values(int entry);
-// Text of the answer class of a distinct case ("?" when it has none).
-const char *get_ans_class(int entry);
 // One column per member attribute of Gaussian group g, named by `fmt` filled
 // with the attribute's index, and the members' values in a case (neither
 // with --hide-attr).

@@ -138,6 +138,15 @@ void print_ans_class_list(FILE *fp) {
   free(rec);
 }
 
+void print_reader_sections(FILE *fp) {
+  if (fp == nullptr) return;
+  if (settings.mode_eval) print_ans_class_list(fp);
+  if (settings.mode_verbose) {
+    print_case_freq_list(fp);
+    print_attr_freq_list(fp);
+  }
+}
+
 void print_basic_stats(FILE *fp) {
   print_stat_basic_cat(fp);
   print_stat_basic_gauss(fp);

@@ -7,6 +7,18 @@ RunSettings settings;
 
 namespace {
 
+// The messages and number conversions of base/ read their values from here.
+bool bind_message_config() {
+  message_config = {&settings.prec_msg, &settings.prec_out, &settings.format_out,
+                    &settings.mode_daem, &settings.fp_log,  &settings.fp_msg};
+  return true;
+}
+const bool message_config_bound = bind_message_config();
+
+}  // namespace
+
+namespace {
+
 void set_default_model() {
   settings.kmin = settings.kmax = settings.kstep = -1;
   settings.epsilon = 0.001L;

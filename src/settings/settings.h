@@ -6,8 +6,9 @@
 
 #include <cstdio>
 
+#include "base/misc.h"
+
 enum { FNAME_BASE_MAX = 512, FNAME_MAX = 1063, LABEL_SIZE = 64 };
-enum { FORMAT_CSV = 1, FORMAT_TXT = 2 };
 
 // Role of one attribute (column) in the model.
 struct AttrInfo {

@@ -7,7 +7,7 @@
 #include "settings/settings.h"
 #include "model/allocate.h"
 #include "model/em.h"
-#include "output/print.h"
+#include "smem/report.h"
 #include "smem/smem.h"
 
 namespace {
@@ -29,8 +29,8 @@ void prepare_operation() {
   compute_jmerge();
   compute_jsplit();
   if (settings.mode_verbose) {
-    print_jmerge(settings.fp_log);
-    print_jsplit(settings.fp_log);
+    smem_report.jmerge(settings.fp_log);
+    smem_report.jsplit(settings.fp_log);
   }
   build_candidate();
   sort_candidate();

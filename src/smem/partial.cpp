@@ -13,7 +13,7 @@
 #include "input/read_freq.h"
 #include "model/allocate.h"
 #include "model/em.h"
-#include "output/print.h"
+#include "model/report.h"
 #include "smem/smem.h"
 
 namespace {
@@ -25,7 +25,7 @@ bool in_part(int k) {
 }
 
 [[noreturn]] void die_part(const char *where, const char *what) {
-  print_param(settings.fp_log);
+  model_report.param(settings.fp_log);
   die_numeric(where, what);
 }
 
@@ -145,7 +145,7 @@ void initialize_param_part(const SmCandidate &c) {
     if (refresh_precisions() != 0) die_part("initialize_param_part", "Failed to invert covariances\n");
   }
   for (int n = 0; n < 3; n++) smem.param_c_part[n] = pc[smem.part_class[n]];
-  if (settings.mode_verbose) print_param(settings.fp_log);
+  if (settings.mode_verbose) model_report.param(settings.fp_log);
 }
 
 void compute_complete_prob_part() {
@@ -222,7 +222,7 @@ void update_param_part() {
   }
   if (settings.mode_gauss && refresh_precisions() != 0)
     die_part("update_param_part", "Failed to invert covariances\n");
-  if (settings.mode_verbose) print_param(settings.fp_log);
+  if (settings.mode_verbose) model_report.param(settings.fp_log);
 }
 
 int smem_iterate_part(int o, int limit) {

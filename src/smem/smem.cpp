@@ -10,7 +10,8 @@
 #include "settings/settings.h"
 #include "model/allocate.h"
 #include "model/em.h"
-#include "output/print.h"
+#include "model/report.h"
+#include "smem/report.h"
 
 Smem smem;
 
@@ -153,8 +154,8 @@ bool check_singular_sm(int o, int t) {
 }
 
 [[noreturn]] void report_decrease_sm(int o, int t) {
-  print_decrease_sm(settings.fp_log, o, t);
-  print_param(settings.fp_log);
+  smem_report.decrease(settings.fp_log, o, t);
+  model_report.param(settings.fp_log);
   die_decrease("\n", smem.lambda_sm[o], log_itemp_sm_row(o), t);
 }
 
@@ -291,8 +292,4 @@ void smem_iterate(int kidx) {
   int limit = update_limit();
   run_restarts(kidx, limit);
   run_sm_operations(limit);
-  print_num_iterate_sm(settings.fp_log);
-  print_num_result_sm(settings.fp_log);
-  print_loglike_sm(settings.fp_log);
-  release_smem();
 }

@@ -120,7 +120,9 @@ void run_sm_operations(int limit);
 // the probabilities of its three classes.
 enum SmDecision { SM_ACCEPT, SM_NO_IMPROVEMENT, SM_SMALL_IMPROVEMENT, SM_SMALL_CLASS };
 SmDecision judge_candidate(const SmCandidate &c, long double l_new, long double l_last);
-// Fits the kidx-th class count: restarts, then split-merge operations.
+// Fits the kidx-th class count: restarts, then split-merge operations. The
+// counts and traces stay until release_smem.
 void smem_iterate(int kidx);
+void release_smem();
 
 #endif

@@ -4,6 +4,7 @@
 // every discrete column and whose continuous values vary.
 #include "fuzz_harness.h"
 #include "input/read_hparam.h"
+#include "model/install.h"
 #include "model/allocate.h"
 
 namespace {

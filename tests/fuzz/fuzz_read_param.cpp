@@ -2,6 +2,7 @@
 // bytes (roles and settings, see fuzz_harness.h), then the parameter file.
 #include "fuzz_harness.h"
 #include "input/read_param.h"
+#include "model/install.h"
 #include "model/allocate.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {

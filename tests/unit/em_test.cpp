@@ -8,6 +8,7 @@
 #include <unistd.h>
 #include <vector>
 
+#include "driver/run.h"
 #include "base/random.h"
 #include "em_fixture.h"
 #include "model/ic.h"

@@ -9,11 +9,13 @@
 #include <unistd.h>
 #include <vector>
 
+#include "driver/run.h"
 #include "base/split.h"
 #include "case_file_util.h"
 #include "input/read_freq.h"
 #include "input/read_hparam.h"
 #include "input/read_param.h"
+#include "model/install.h"
 #include "model/allocate.h"
 #include "model/cluster.h"
 #include "output/print.h"
@@ -97,7 +99,7 @@ TEST(ReadFreq, WritesAnswerClassesAndVerboseDumpsToTheLog) {
   FILE *log = tmpfile();
   prepare_case_file({3, nullptr, -1, 2}, "b,x,P\na,x,Q\nb,x,P,2\n", "csv", log);
   settings.mode_verbose = 1;
-  read_freq();
+  read_cases();
   EXPECT_EQ(stream_text(log),
             "#### ID:ANS-CLASS\n#### Answer class, Num of occurrences\n####\nP\t2\nQ\t1\n"
             "#### ID:FREQ-CASE\n#### Case ID, Answer class, Attribute values x, Num. of occurrences N(x)\n####\n"
