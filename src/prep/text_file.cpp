@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 
 #include "prep/prep_fail.h"
 
@@ -39,6 +40,9 @@ std::string strip_utf8_bom(const std::string &text) {
 std::string read_text_file(const char *path) {
   FILE *fp = fopen(path, "rb");
   if (fp == nullptr) prep_die("cannot open %s: %s", path, strerror(errno));
+  // Closed however the reading ends (a harness may turn a failure into an
+  // exception and go on with the next file).
+  std::unique_ptr<FILE, int (*)(FILE *)> closer(fp, fclose);
   std::string text;
   char buf[65536];
   size_t n;
@@ -51,7 +55,7 @@ std::string read_text_file(const char *path) {
     check_chunk(buf, n, path, &line);
   }
   bool failed = ferror(fp) != 0;
-  fclose(fp);
+  closer.reset();
   if (failed) prep_die("cannot read %s", path);
   return strip_utf8_bom(text);
 }
