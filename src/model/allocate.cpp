@@ -300,7 +300,7 @@ void alloc_loglike() {
   model.lambda_ = new_reals(n);
   model.loglike_best = new_reals(n);
   model.lambda_best = new_reals(n);
-  if (settings.mode_smooth) {
+  if (model.smooth.any) {
     model.log_prior = new_reals(n);
     model.log_prior_best = new_reals(n);
   }
@@ -419,17 +419,17 @@ void release_hparam_read() {
 
 long double get_hparam_c(int k) {
   if (settings.mode_read_hparam) return model.hparam_c[k];
-  return settings.smooth_c + 1.0L;
+  return model.smooth.c + 1.0L;
 }
 
 long double get_hparam_w(int k, int a, int v) {
   if (settings.mode_read_hparam) return model.hparam_w[k][a][v];
-  return settings.smooth_w[a] + 1.0L;
+  return model.smooth.w[a] + 1.0L;
 }
 
 long double get_tau(int k) {
   if (settings.mode_read_hparam) return model.hparam_tau[k];
-  return settings.tau;
+  return model.smooth.tau;
 }
 
 long double get_alpha_w(int k, int g, int d) {
@@ -441,28 +441,34 @@ long double get_alpha_w(int k, int g, int d) {
 namespace {
 
 void apply_autoclass_rules() {
+  Smoothing &sm = model.smooth;
+  sm.c = settings.smooth_c;
+  sm.tau = settings.tau;
+  sm.w.assign(settings.smooth_w, settings.smooth_w + (settings.smooth_w != nullptr ? num_a() : 0));
+  sm.gauss = settings.mode_smooth_gauss;
   long double inv_k = 1.0L / num_k();
   if (settings.mode_nominal) {
-    if (settings.mode_smooth_auto_c == 2) settings.smooth_c = inv_k;
+    if (settings.mode_smooth_auto_c == 2) sm.c = inv_k;
     for (int a = 0; a < num_a(); a++)
-      if (settings.mode_smooth_auto_w[a] == 2) settings.smooth_w[a] = 1.0L / cases.num_word[a];
+      if (settings.mode_smooth_auto_w[a] == 2) sm.w[a] = 1.0L / cases.num_word[a];
   }
   if (settings.mode_gauss) {
-    if (settings.mode_smooth_auto_c == 2) settings.smooth_c = inv_k;
-    if (settings.mode_smooth_auto_tau == 2) settings.tau = inv_k;
+    if (settings.mode_smooth_auto_c == 2) sm.c = inv_k;
+    if (settings.mode_smooth_auto_tau == 2) sm.tau = inv_k;
   }
 }
 
 void set_smooth_flags() {
-  settings.mode_smooth_strict = settings.smooth_c > 0;
-  settings.mode_smooth = settings.mode_smooth_strict;
+  Smoothing &sm = model.smooth;
+  sm.strict = sm.c > 0;
+  sm.any = sm.strict;
   for (int a = 0; a < num_a(); a++) {
-    if (settings.smooth_w[a] > 0) settings.mode_smooth = 1;
-    else settings.mode_smooth_strict = 0;
+    if (sm.w[a] > 0) sm.any = 1;
+    else sm.strict = 0;
   }
   if (settings.mode_gauss) {
-    settings.mode_smooth = settings.mode_smooth || settings.mode_smooth_gauss;
-    settings.mode_smooth_strict = settings.mode_smooth_strict && settings.mode_smooth_gauss;
+    sm.any = sm.any || sm.gauss;
+    sm.strict = sm.strict && sm.gauss;
   }
 }
 
@@ -472,7 +478,7 @@ void set_autoclass_smoothing() { apply_autoclass_rules(); }
 
 void set_smooth_strictness() {
   set_smooth_flags();
-  if (!settings.mode_smooth_strict && settings.ic_type == 2)
+  if (!model.smooth.strict && settings.ic_type == 2)
     die("Couldn't use the AUTOCLASS mode unless all smoothing constant > 0\n");
 }
 
@@ -546,8 +552,8 @@ void check_read_hparam_gauss() {
       }
     }
   }
-  settings.mode_smooth_gauss = 1;
-  settings.mode_smooth = 1;
+  model.smooth.gauss = 1;
+  model.smooth.any = 1;
 }
 
 }  // namespace
@@ -559,10 +565,11 @@ void check_read_hparam() {
     for (int a = 0; a < num_a(); a++)
       for (int v = 0; v < cases.num_word[a]; v++) check_pseudo_count(model.hparam_w[k][a][v], &any, &all);
   }
-  settings.mode_smooth = any;
-  settings.mode_smooth_strict = all;
+  model.smooth.any = any;
+  model.smooth.strict = all;
+  model.smooth.gauss = settings.mode_smooth_gauss;
   if (settings.mode_gauss) check_read_hparam_gauss();
-  if (!settings.mode_smooth_strict) {
+  if (!model.smooth.strict) {
     fprintf(stderr, "Pseudo counts read from %s should be all positive\n", settings.fname_hparam);
     exit_run(1);
   }

@@ -48,9 +48,22 @@ struct DerivedValues {
   std::vector<std::vector<ImputeForm>> impute;     // [G][K*P]
 };
 
+// The smoothing of the K being fitted: the option values with the AutoClass
+// rules applied for that K (or what a hyperparameter file implies), and
+// whether they make the fit a MAP fit.
+struct Smoothing {
+  long double c, tau;          // class pseudo count; Gaussian prior tau
+  std::vector<long double> w;  // per discrete attribute: pseudo count
+  int any;                     // some prior is used: objective and traces are a posteriori
+  int strict;                  // every pseudo count positive (log-scale passes, AutoClass score)
+  int gauss;                   // Normal-Wishart priors on the Gaussian groups
+};
+
 struct Model {
   // K of the working parameter set: the K being fitted, or the K read
   int num_class;
+  // smoothing constants of that K
+  Smoothing smooth;
 
   // working parameter set (K = num_class)
   long double *param_c;     // [K]
@@ -140,9 +153,10 @@ long double get_hparam_w(int k, int a, int v);
 long double get_tau(int k);
 long double get_alpha_w(int k, int g, int d);
 
-// The smoothing constants of the current K: AutoClass rules first
-// (set_autoclass_smoothing), then the strictness flags, which fail with the
-// AutoClass score unless every constant is positive.
+// The smoothing constants of the current K (model.smooth): the option values
+// with the AutoClass rules applied (set_autoclass_smoothing), then the
+// strictness flags, which fail with the AutoClass score unless every
+// constant is positive.
 void set_autoclass_smoothing();
 void set_smooth_strictness();
 void initialize_hparam_gauss();

@@ -57,7 +57,7 @@ bool tempered(long double beta) { return settings.mode_daem && beta < 1.0L; }
 
 // Complete and incomplete probabilities, then the trace entries of iteration i.
 void evaluate(int i, long double beta) {
-  evaluate_objective(beta, &model.loglike[i], settings.mode_smooth ? &model.log_prior[i] : nullptr,
+  evaluate_objective(beta, &model.loglike[i], model.smooth.any ? &model.log_prior[i] : nullptr,
                      &model.lambda_[i]);
   if (settings.mode_daem) model.log_itemp[i] = beta;
 }
@@ -93,7 +93,7 @@ EmVerdict is_converged_daem(int i, int max, long double beta) {
 void set_final(int i) {
   model.final_loglike = model.loglike[i];
   model.final_lambda = model.lambda_[i];
-  model.final_log_prior = settings.mode_smooth ? model.log_prior[i] : 0.0L;
+  model.final_log_prior = model.smooth.any ? model.log_prior[i] : 0.0L;
 }
 
 // ---- restarts ---------------------------------------------------------------
@@ -131,7 +131,7 @@ void evaluate_objective(long double beta, long double *ll, long double *lp, long
 void compute_objective(long double beta, long double *ll, long double *lp, long double *lambda) {
   *ll = compute_loglike() / beta;
   *lambda = *ll;
-  if (settings.mode_smooth) {
+  if (model.smooth.any) {
     *lp = compute_log_prior();
     *lambda += *lp;
   }

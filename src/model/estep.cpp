@@ -115,7 +115,7 @@ void fill_complete(bool log, bool tempered, long double beta, ClassList classes)
 
 }  // namespace
 
-int use_log_scale() { return settings.mode_log_scale && settings.mode_smooth_strict; }
+int use_log_scale() { return settings.mode_log_scale && model.smooth.strict; }
 
 void compute_complete_prob_log() { fill_complete(true, false, 1.0L, all_classes()); }
 void compute_complete_prob_nolog() { fill_complete(false, false, 1.0L, all_classes()); }

@@ -80,7 +80,7 @@ long double marginal_class() {
     }
     return lng(sum_h) - lng(sum_hn) + m;
   }
-  long double a = settings.smooth_c + 1.0L;
+  long double a = model.smooth.c + 1.0L;
   for (int k = 0; k < nk; k++) m += lng(a + model.expect_c[k]) - lng(a);
   return lng(nk * a) - lng(nk * a + n) + m;
 }
@@ -89,7 +89,7 @@ long double marginal_nominal_one(int k, int a) {
   int nv = cases.num_word[a];
   long double nk = model.expect_c[k], t = 0;
   if (!settings.mode_read_hparam) {
-    long double b = settings.smooth_w[a] + 1.0L;
+    long double b = model.smooth.w[a] + 1.0L;
     for (int v = 0; v < nv; v++) t += lng(b + model.expect_w[k][a][v]);
     return lng(nv * b) - nv * lng(b) - lng(nk + nv * b) + t;
   }

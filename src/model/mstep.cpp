@@ -30,8 +30,8 @@ void update_class() {
     long double sum = 0;
     for (int j = 0; j < nk; j++) sum += model.hparam_c[j] + model.expect_c[j] - 1.0L;
     for (int k = 0; k < nk; k++) model.param_c[k] = (model.hparam_c[k] + model.expect_c[k] - 1.0L) / sum;
-  } else if (settings.smooth_c > 0) {
-    long double s = settings.smooth_c;
+  } else if (model.smooth.c > 0) {
+    long double s = model.smooth.c;
     for (int k = 0; k < nk; k++) model.param_c[k] = (model.expect_c[k] + s) / (nk * s + n);
   } else {
     for (int k = 0; k < nk; k++) model.param_c[k] = model.expect_c[k] / n;
@@ -46,7 +46,7 @@ void update_nominal_one(int k, int a) {
   long double *w = model.param_w[k][a];
   const long double *ew = model.expect_w[k][a];
   long double miss = cases.num_miss_w[a];
-  long double sa = settings.mode_read_hparam ? 0.0L : settings.smooth_w[a];
+  long double sa = settings.mode_read_hparam ? 0.0L : model.smooth.w[a];
   long double sum = 0;
   for (int v = 0; v < nv; v++) {
     long double t;
@@ -104,7 +104,7 @@ void update_param_one(int k) {
   if (settings.mode_gauss)
     for (int g = 0; g < settings.gauss_size; g++) {
       if (settings.gauss_attr_size[g] < 1) continue;
-      if (settings.mode_smooth_gauss) update_gauss_map(k, g);
+      if (model.smooth.gauss) update_gauss_map(k, g);
       else update_gauss_ml(k, g);
     }
 }
@@ -168,7 +168,7 @@ long double log_prior_class() {
       lp += -lng(model.hparam_c[k]) + (model.hparam_c[k] - 1.0L) * logl(model.param_c[k]);
     return lp;
   }
-  long double s = settings.smooth_c;
+  long double s = model.smooth.c;
   if (s <= 0) return 0;
   lp = lng(nk * (s + 1.0L)) - nk * lng(s + 1.0L);
   long double sum = 0;
@@ -196,7 +196,7 @@ long double log_prior_nominal() {
   int nk = model.num_class;
   long double lp = 0;
   for (int a = 0; a < settings.tuple_size_d; a++) {
-    long double sa = settings.smooth_w[a];
+    long double sa = model.smooth.w[a];
     int nv = cases.num_word[a];
     lp += nk * lng(nv * (1.0L + sa)) - static_cast<long double>(nk) * nv * lng(1.0L + sa);
     if (sa <= 0) continue;
@@ -232,7 +232,7 @@ long double log_prior_gauss() {
 long double compute_log_prior() {
   long double lp = log_prior_class();
   if (settings.mode_nominal) lp += log_prior_nominal();
-  if (settings.mode_gauss && settings.mode_smooth_gauss) lp += log_prior_gauss();
+  if (settings.mode_gauss && model.smooth.gauss) lp += log_prior_gauss();
   check_score(lp, "compute_log_prior", "Computed log-prior is not a number -- see the log file\n",
               "Computed log-prior is not finite -- see the log file\n");
   return lp;

@@ -89,7 +89,7 @@ void print_smooth(FILE *fp) {
     add_desc_col("Num. of classes");
     add_desc_col("Class smoothing constant [based on AutoClass]");
     flush_desc(fp);
-    print_data(fp, "%d,%.Ng", k, settings.smooth_c);
+    print_data(fp, "%d,%.Ng", k, model.smooth.c);
   }
   bool any = false;
   for (int a = 0; a < settings.tuple_size_d; a++) any = any || settings.mode_smooth_auto_w[a] == 2;
@@ -101,7 +101,7 @@ void print_smooth(FILE *fp) {
   flush_desc(fp);
   for (int a = 0; a < settings.tuple_size_d; a++)
     if (settings.mode_smooth_auto_w[a] == 2)
-      print_data(fp, "%d,%d,%.Ng", k, discrete_column(a), settings.smooth_w[a]);
+      print_data(fp, "%d,%d,%.Ng", k, discrete_column(a), model.smooth.w[a]);
 }
 
 void print_ic(FILE *fp) {
@@ -130,7 +130,7 @@ void print_seed(FILE *fp) {
     add_desc_col("Restart");
     add_desc_col("Random seed");
     add_desc_col("Num. of updates");
-    add_desc_col(settings.mode_smooth ? "Log a posteriori prob." : "Log likelihood");
+    add_desc_col(model.smooth.any ? "Log a posteriori prob." : "Log likelihood");
     add_desc_comm("Best seed = %d", static_cast<int>(model.log_seed[kidx][model.log_r_best[kidx]]));
     flush_desc(fp);
     for (int r = 0; r < settings.num_init; r++) {
@@ -156,7 +156,7 @@ void add_loglike_cols(bool map, bool daem) {
 
 void print_loglike(FILE *fp, int last_iter) {
   int k = model.num_class;
-  bool map = settings.mode_smooth, daem = settings.mode_daem;
+  bool map = model.smooth.any, daem = settings.mode_daem;
   add_desc_id("LOGLIKE-K%d", k);
   add_desc_col("Num. of classes");
   add_loglike_cols(map, daem);
@@ -180,7 +180,7 @@ void print_decrease(FILE *fp, int restart, int iter) {
 
 void print_decrease_rows(FILE *fp, const char *stage, int stage_no, int iter, const long double *loglike,
                          const long double *lambda) {
-  bool map = settings.mode_smooth;
+  bool map = model.smooth.any;
   add_desc_id("ERR-MSG-DECREASE");
   add_desc_comm(map ? "Log posterior prob. decreased!" : "Log-likelihood decreased!");
   flush_desc(fp);

@@ -60,7 +60,7 @@ void print_loglike_sm_row(FILE *fp, int k, int o, int t, bool map, bool daem) {
 
 void print_loglike_sm(FILE *fp) {
   int k = model.num_class;
-  bool map = settings.mode_smooth, daem = settings.mode_daem;
+  bool map = model.smooth.any, daem = settings.mode_daem;
   // The annealed ML form names its update and likelihood columns as one;
   // joined by ", " on the column line, the text is the same.
   begin_op_section("LOGLIKE-SMEM", nullptr, nullptr);

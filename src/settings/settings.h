@@ -58,7 +58,7 @@ struct RunSettings {
   int *mode_smooth_auto_w;  // 1 = given as a number, 2 = AutoClass rule
   int num_smooth_w;
   int mode_smooth_auto_c, mode_smooth_auto_tau, mode_smooth_auto;
-  int mode_smooth, mode_smooth_strict, mode_smooth_gauss;
+  int mode_smooth_gauss;
   int mode_smooth_u, mode_smooth_s;
 
   // scores and analyses

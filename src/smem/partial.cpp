@@ -86,7 +86,7 @@ void init_covar_part(const SmCandidate &c, long double a, long double b) {
 // Pseudo count added to a class's expected count in the class update.
 long double class_pseudo_count(int k) {
   if (settings.mode_read_hparam) return model.hparam_c[k] - 1.0L;
-  return settings.smooth_c > 0 ? settings.smooth_c : 0.0L;
+  return model.smooth.c > 0 ? model.smooth.c : 0.0L;
 }
 
 // log(exp(x) + ...) of n values, the largest taken out first.

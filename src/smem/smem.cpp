@@ -88,7 +88,7 @@ void alloc_ll_sm_size() {
 void alloc_loglike_sm() {
   smem.loglike_sm = new_rows(smem.num_row, kRowStart);
   smem.lambda_sm = new_rows(smem.num_row, kRowStart);
-  if (settings.mode_smooth) smem.log_prior_sm = new_rows(smem.num_row, kRowStart);
+  if (model.smooth.any) smem.log_prior_sm = new_rows(smem.num_row, kRowStart);
 }
 
 void alloc_log_itemp_sm() {
@@ -134,7 +134,7 @@ void release_num_result_sm() {
 // ---- full EM ----------------------------------------------------------------
 
 void record_loglike_sm(int o, int t, long double itemp) {
-  compute_objective(itemp, &smem.loglike_sm[o][t], settings.mode_smooth ? &smem.log_prior_sm[o][t] : nullptr,
+  compute_objective(itemp, &smem.loglike_sm[o][t], model.smooth.any ? &smem.log_prior_sm[o][t] : nullptr,
                     &smem.lambda_sm[o][t]);
   if (settings.mode_daem) smem.log_itemp_sm[o][t] = itemp;
 }
@@ -142,7 +142,7 @@ void record_loglike_sm(int o, int t, long double itemp) {
 namespace {
 
 void evaluate_sm(int o, int t, long double beta) {
-  evaluate_objective(beta, &smem.loglike_sm[o][t], settings.mode_smooth ? &smem.log_prior_sm[o][t] : nullptr,
+  evaluate_objective(beta, &smem.loglike_sm[o][t], model.smooth.any ? &smem.log_prior_sm[o][t] : nullptr,
                      &smem.lambda_sm[o][t]);
   if (settings.mode_daem) smem.log_itemp_sm[o][t] = beta;
 }
@@ -175,7 +175,7 @@ EmVerdict is_converged_sm_daem(int o, int t, int limit, long double beta) {
 void set_final_sm(int o, int t) {
   model.final_loglike = smem.loglike_sm[o][t];
   model.final_lambda = smem.lambda_sm[o][t];
-  model.final_log_prior = settings.mode_smooth ? smem.log_prior_sm[o][t] : 0.0L;
+  model.final_log_prior = model.smooth.any ? smem.log_prior_sm[o][t] : 0.0L;
 }
 
 }  // namespace
@@ -216,7 +216,7 @@ void copy_row0(bool to_best, int n) {
   while (model.ll_size <= n) expand_loglike_all();
   long double *pairs[][2] = {{smem.loglike_sm[0], model.loglike_best},
                              {smem.lambda_sm[0], model.lambda_best},
-                             {settings.mode_smooth ? smem.log_prior_sm[0] : nullptr, model.log_prior_best},
+                             {model.smooth.any ? smem.log_prior_sm[0] : nullptr, model.log_prior_best},
                              {log_itemp_sm_row(0), model.log_itemp_best}};
   size_t bytes = sizeof(long double) * (n + 1);
   for (auto &p : pairs) {

@@ -107,7 +107,7 @@ TEST_F(ClusterTest, AttributeMembershipsFollowBayesRule) {
   for (const int *m : modes) {
     SCOPED_TRACE(testing::Message() << m[0] << m[1]);
     settings.mode_log_scale = m[0];
-    settings.mode_smooth_strict = m[1];
+    model.smooth.strict = m[1];
     bool log_path = m[0] && m[1];
     compute_attr_member_prob();
     // P(a) = .25 * .2 + .75 * .6 = .5 and P(b) = .2 + .3 = .5
@@ -138,7 +138,7 @@ TEST_F(ClusterTest, CaseMembershipsAndTheLogPathComponentColumn) {
   }
   for (int log_path = 0; log_path < 2; log_path++) {
     SCOPED_TRACE(log_path);
-    settings.mode_log_scale = settings.mode_smooth_strict = log_path;
+    settings.mode_log_scale = model.smooth.strict = log_path;
     compute_case_member_prob();
     for (int n = 0; n < 3; n++) {
       long double marginal = c[0] * px[0][n] + c[1] * px[1][n];

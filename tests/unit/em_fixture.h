@@ -47,6 +47,7 @@ inline void load(int k, int n_attr, const char *gauss, const std::string &text) 
   int na = settings.tuple_size_d;
   settings.smooth_w = static_cast<long double *>(calloc(na + 1, sizeof(long double)));
   settings.mode_smooth_auto_w = static_cast<int *>(calloc(na + 1, sizeof(int)));
+  model.smooth.w.assign(na + 1, 0);
   for (int a = 0; a < na; a++) settings.mode_smooth_auto_w[a] = 1;
   alloc_ic();
   alloc_seed();

@@ -119,17 +119,17 @@ TEST(AutoClassRules, ConstantsFromClassAndValueCounts) {
   settings.mode_smooth_auto_w[0] = 2;
   settings.smooth_w[1] = 0.7L;  // given, not auto
   set_smooth_auto();
-  EXPECT_NEAR(settings.smooth_c, 0.2L, 1e-18L);
-  EXPECT_NEAR(settings.tau, 0.2L, 1e-18L);
-  EXPECT_NEAR(settings.smooth_w[0], 0.25L, 1e-18L);
-  EXPECT_EQ(settings.smooth_w[1], 0.7L);
-  EXPECT_EQ(settings.mode_smooth + settings.mode_smooth_strict, 2);
+  EXPECT_NEAR(model.smooth.c, 0.2L, 1e-18L);
+  EXPECT_NEAR(model.smooth.tau, 0.2L, 1e-18L);
+  EXPECT_NEAR(model.smooth.w[0], 0.25L, 1e-18L);
+  EXPECT_EQ(model.smooth.w[1], 0.7L);
+  EXPECT_EQ(model.smooth.any + model.smooth.strict, 2);
   // With a class constant of 0 the fit is MAP but not strict.
   settings.mode_smooth_auto_c = 1;
   settings.smooth_c = 0;
   set_smooth_auto();
-  EXPECT_EQ(settings.mode_smooth, 1);
-  EXPECT_EQ(settings.mode_smooth_strict, 0);
+  EXPECT_EQ(model.smooth.any, 1);
+  EXPECT_EQ(model.smooth.strict, 0);
   EXPECT_NEAR(get_alpha_w(0, 0, 3), 3.000001L, 1e-15L);  // dimension + 1e-6
   // The Cheeseman-Stutz score needs every constant positive.
   settings.ic_type = 2;
@@ -179,7 +179,7 @@ TEST(MStep, ClassAndValueProbabilitiesInEveryMode) {
                         {1, 1, 8.0L / 12, (1 + 2 + 1.5L) / 8}};
   for (const Case &tc : table) {
     settings.mode_read_hparam = tc.file;
-    settings.smooth_c = settings.smooth_w[0] = tc.file ? 0 : tc.smooth;
+    model.smooth.c = model.smooth.w[0] = tc.file ? 0 : tc.smooth;
     for (int k = 0; k < 2; k++) {
       model.hparam_c[k] = model.hparam_w[k][0][0] = model.hparam_w[k][0][1] = tc.smooth + 1;
       model.param_w[k][0][0] = model.param_w[k][0][1] = 0.5L;
@@ -200,8 +200,8 @@ TEST(MStep, ClassAndValueProbabilitiesInEveryMode) {
 
 TEST(MStep, MapMeanOfEmptyClassIsPriorMean) {
   em_fixture::load(2, 2, "-", "1,2\n3,1\n");
-  settings.mode_smooth_gauss = 1;
-  settings.tau = 0.5L;
+  model.smooth.gauss = 1;
+  model.smooth.tau = 0.5L;
   for (int k = 0; k < 2; k++) {
     model.hparam_u[k][0][0] = -1;
     model.hparam_u[k][0][1] = 4;
@@ -232,8 +232,8 @@ TEST(LogPrior, DirichletTermsMatchClosedForm) {
     model.param_c[k] = c[k];
     for (int v = 0; v < 4; v++) model.param_w[k][0][v] = (v + 1) / 10.0L;
   }
-  settings.smooth_c = 0.5L;
-  settings.smooth_w[0] = 2;
+  model.smooth.c = 0.5L;
+  model.smooth.w[0] = 2;
   // log Dir(c; 1.5, 1.5, 1.5) + 3 log Dir(w; 3, 3, 3, 3), by std::lgamma.
   long double expect = std::lgamma(4.5) - 3 * std::lgamma(1.5);
   for (int k = 0; k < 3; k++) expect += 0.5L * logl(c[k]);
@@ -244,8 +244,8 @@ TEST(LogPrior, DirichletTermsMatchClosedForm) {
   EXPECT_NEAR(compute_log_prior(), expect, 1e-12L);
   // Without smoothing the class term vanishes and only the normalisers of
   // the attribute term remain (lngamma(4) - 4 lngamma(1) per class).
-  settings.smooth_c = 0;
-  settings.smooth_w[0] = 0;
+  model.smooth.c = 0;
+  model.smooth.w[0] = 0;
   EXPECT_NEAR(compute_log_prior(), 3 * std::lgamma(4.0), 1e-12L);
   em_fixture::unload();
 }
@@ -264,7 +264,7 @@ TEST(LogPrior, NonFiniteScoresStop) {
       {0, false, "Numerical error \\(compute_loglike\\): Computed log-likelihood is not finite -- see the log file\n"},
   };
   em_fixture::load(2, 1, nullptr, "a\n");
-  settings.smooth_c = 1;
+  model.smooth.c = 1;
   for (const Case &tc : table) {
     model.param_c[0] = tc.c0;
     model.prob_incomp[0] = tc.c0;
@@ -299,9 +299,9 @@ TEST(Bic, ScoreIsLogLikelihoodMinusPenalty) {
 // marginal likelihood of the data.
 TEST(CheesemanStutz, OneDiscreteClassIsTheDirichletMultinomialMarginal) {
   em_fixture::load(1, 2, nullptr, "a,x,3\nb,y,1\nc,y,2\na,y,1\n");
-  settings.smooth_c = 0.5L;
-  settings.smooth_w[0] = 0.25L;
-  settings.smooth_w[1] = 1.5L;
+  model.smooth.c = 0.5L;
+  model.smooth.w[0] = 0.25L;
+  model.smooth.w[1] = 1.5L;
   model.param_c[0] = 1;
   const long double w0[3] = {4 / 7.0L, 1 / 7.0L, 2 / 7.0L}, w1[2] = {3 / 7.0L, 4 / 7.0L};
   for (int v = 0; v < 3; v++) model.param_w[0][0][v] = w0[v];
@@ -321,7 +321,7 @@ TEST(CheesemanStutz, OneGaussianClassIsTheNormalWishartMarginal) {
   const std::vector<long double> xs = {1.0L, 2.5L, 2.5L, -0.5L};
   em_fixture::load(1, 1, "0", "1\n2.5,2\n-0.5\n");
   long double kappa = 0.5L, nu = 3.0L, m = 0.7L, s = 2.0L;
-  settings.tau = kappa;
+  model.smooth.tau = kappa;
   settings.alpha_w = nu;
   model.hparam_u[0][0][0] = m;
   model.hparam_s[0][0][0][0] = s;
@@ -339,7 +339,7 @@ TEST(CheesemanStutz, OneGaussianClassIsTheNormalWishartMarginal) {
     kappa += 1;
     nu += 1;
   }
-  settings.smooth_c = 1.0L;  // the class part of a single class is 0 for any constant
+  model.smooth.c = 1.0L;  // the class part of a single class is 0 for any constant
   EXPECT_NEAR(compute_cs(), expect, 1e-9L);
   em_fixture::unload();
 }
@@ -347,7 +347,7 @@ TEST(CheesemanStutz, OneGaussianClassIsTheNormalWishartMarginal) {
 // A score that is not a number stops the run.
 TEST(CheesemanStutzDeathTest, NotANumberIsFatal) {
   em_fixture::load(2, 1, "0", "1\n2\n");
-  settings.smooth_c = settings.tau = 1.0L;
+  model.smooth.c = model.smooth.tau = 1.0L;
   model.param_c[0] = 1;  // class 1 gets no case: its Gaussian marginal is 0/0
   for (int k = 0; k < 2; k++) model.param_s[k][0][0][0] = model.hparam_s[k][0][0][0] = 1;
   ASSERT_EQ(refresh_precisions(), 0);

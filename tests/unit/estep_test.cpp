@@ -112,7 +112,7 @@ class Passes : public ::testing::Test {
   }
   void TearDown() override { em_fixture::unload(); }
 
-  void set_scale(bool log) { settings.mode_log_scale = settings.mode_smooth_strict = log; }
+  void set_scale(bool log) { settings.mode_log_scale = model.smooth.strict = log; }
 
   void expect_complete(int k, bool log, bool tempered, long double beta, const std::string &what) {
     for (int e = 0; e < kCases; e++)

@@ -238,18 +238,18 @@ TEST(LogPriorGauss, MatchesTheNormalWishartDensities) {
     }
   }
   ASSERT_EQ(refresh_precisions(), 0);
-  settings.smooth_c = 0;  // no class term
-  settings.mode_smooth_gauss = 1;
+  model.smooth.c = 0;  // no class term
+  model.smooth.gauss = 1;
   // Without --alpha (0) each group takes its dimension plus 1e-6.
   const struct {
     long double tau, alpha, alpha1, alpha2, tol;
   } cases[] = {{0.8L, 3.5L, 3.5L, 3.5L, 1e-12L}, {4, 7, 7, 7, 1e-12L}, {1, 0, 1 + 1e-6L, 2 + 1e-6L, 1e-10L}};
   for (const auto &c : cases) {
-    settings.tau = c.tau;
+    model.smooth.tau = c.tau;
     settings.alpha_w = c.alpha;
     EXPECT_NEAR(compute_log_prior(), expected_prior(c.tau, c.alpha1, c.alpha2), c.tol) << c.tau;
   }
-  settings.mode_smooth_gauss = 0;  // the Gaussian priors not in force: no Gaussian term
+  model.smooth.gauss = 0;  // the Gaussian priors not in force: no Gaussian term
   EXPECT_EQ(compute_log_prior(), 0.0L);
   em_fixture::unload();
 }
@@ -314,9 +314,9 @@ TEST(MapUpdate, IsTheModeWithCentredScatterAndTheMaximum) {
     model.prob_cond[1][e] = 1 - kResp0[e];
   }
   compute_expect();
-  settings.mode_smooth_gauss = 1;
+  model.smooth.gauss = 1;
   for (const Prior &prior : {kVanishing, kPrior}) {
-    settings.tau = prior.tau;
+    model.smooth.tau = prior.tau;
     settings.alpha_w = prior.alpha;
     for (int k = 0; k < 2; k++) {
       for (int i = 0; i < 2; i++) model.hparam_u[k][0][i] = prior.m[k][i];

@@ -75,7 +75,7 @@ TEST_F(MixedModel, CriteriaMatchDirectSums) {
   settings.fp_msg = tmpfile();
   settings.min_smem_improve = 1e9L;
   for (int mode = 0; mode < 4; mode++) {
-    settings.mode_log_scale = settings.mode_smooth_strict = mode / 2;
+    settings.mode_log_scale = model.smooth.strict = mode / 2;
     settings.mode_norm = mode % 2;
     run_sm_operations(50);
     for (int i = 0; i < kK; i++) {
@@ -109,7 +109,7 @@ TEST_F(MixedModel, JsplitFloorsDensityAndShare) {
   smem.expect_c_sm[2] = 3;
   for (int e = 0; e < kE; e++) EXPECT_EQ(density(2, e) > 1e-60L, e == 5) << e;
   for (int log_scale : {0, 1}) {
-    settings.mode_log_scale = settings.mode_smooth_strict = log_scale;
+    settings.mode_log_scale = model.smooth.strict = log_scale;
     compute_jsplit();
     long double js = 0;
     for (int e = 0; e < kE; e++) {
@@ -311,8 +311,8 @@ TEST(SmemPartial, UpdateTouchesOnlyThreeClasses) {
   alloc_smem();
   const long double pc[4] = {0.1L, 0.2L, 0.3L, 0.4L}, table[3][2] = {{0, 0}, {1, 0.5L}, {0, 0.5L}};
   for (const auto &tc : table) {  // log scale, class smoothing
-    settings.mode_log_scale = settings.mode_smooth_strict = static_cast<int>(tc[0]);
-    settings.smooth_c = tc[1];
+    settings.mode_log_scale = model.smooth.strict = static_cast<int>(tc[0]);
+    model.smooth.c = tc[1];
     for (int k = 0; k < 4; k++) {
       model.param_c[k] = pc[k];
       for (int a = 0; a < 2; a++)
@@ -523,7 +523,7 @@ TEST(SmemSections, ExactTexts) {
   settings.format_out = FORMAT_CSV;
   print_num_result_sm(fp);
   print_loglike_sm(fp);
-  settings.mode_smooth = settings.mode_daem = 1;
+  model.smooth.any = settings.mode_daem = 1;
   print_loglike_sm(fp);
   print_decrease_sm(fp, 1, 2);
   print_jmerge(fp);
@@ -545,7 +545,7 @@ TEST(SmemSections, ExactTexts) {
                 "#### ID:JSPLIT\n#### Class 1, Class 2, Jsplit\n####\n0,1.5\n1,-2\n2,0\n");
   fclose(fp);
   smem = Smem();
-  settings.mode_smooth = settings.mode_daem = 0;
+  model.smooth.any = settings.mode_daem = 0;
 }
 
 }  // namespace

@@ -15,6 +15,7 @@
 #include "driver/init.h"
 #include "driver/vesk.h"
 #include "input/read_freq.h"
+#include "model/allocate.h"
 #include "output/print_common.h"
 
 // The death checks of one test run in a freshly started copy of the test
@@ -34,6 +35,7 @@ inline void setup_process_state() {
   release_attr_info();
   release_smooth_nominal();
   set_default_settings();
+  model.smooth = Smoothing();
   if (!once) {
     initialize_buffer();
     initialize_printer();
