@@ -2,7 +2,10 @@
 the example data, quiet fits."""
 
 import os
+import shutil
+import subprocess
 import sys
+import tempfile
 import warnings
 
 HERE = os.path.dirname(os.path.abspath(__file__))
@@ -25,3 +28,25 @@ def fit_quietly(model, X):
         warnings.simplefilter("always")
         model.fit(X)
     return [str(w.message) for w in caught]
+
+
+class Scratch:
+    """A temporary folder that the programs and tools run in."""
+
+    def __init__(self):
+        self.path = tempfile.mkdtemp(prefix="vesk_py_")
+
+    def file(self, name):
+        return os.path.join(self.path, name)
+
+    def copy(self, src, name=None):
+        shutil.copy(src, self.file(name or os.path.basename(src)))
+
+    def remove(self):
+        shutil.rmtree(self.path, ignore_errors=True)
+
+    def run(self, args, check=True):
+        r = subprocess.run(list(args), cwd=self.path, capture_output=True, text=True)
+        if check and r.returncode != 0:
+            raise AssertionError("%s failed (%d):\n%s" % (" ".join(args), r.returncode, r.stderr))
+        return r

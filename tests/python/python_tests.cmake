@@ -1,5 +1,6 @@
-# Tests of the Python tools (result reader, plots, round trip through
-# vesk-prep and vesk). They need a Python 3 with pandas and matplotlib:
+# The Python package's tests (python/tests: the package, the result reader
+# and the tools) against the built programs. They need a Python 3 with
+# pandas and matplotlib:
 # Debian's /usr/bin/python3 with python3-pandas and python3-matplotlib is
 # preferred, then the python3 first on PATH. Set VESK_PYTHON to choose.
 set(VESK_PYTHON "" CACHE FILEPATH "Python 3 interpreter with pandas and matplotlib")
@@ -19,14 +20,6 @@ if(NOT VESK_PYTHON)
 endif()
 
 if(VESK_PYTHON)
-  foreach(suite test_result_reader test_vesk_plot)
-    add_test(NAME python.${suite}
-             COMMAND ${VESK_PYTHON} -m unittest -v ${suite}
-             WORKING_DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR}/python)
-    set_tests_properties(python.${suite} PROPERTIES ENVIRONMENT
-      "VESK_BIN=$<TARGET_FILE:vesk>;VESK_PREP_BIN=$<TARGET_FILE:vesk-prep>;VESK_SOURCE_DIR=${CMAKE_SOURCE_DIR};MPLBACKEND=Agg;PYTHONDONTWRITEBYTECODE=1")
-  endforeach()
-  # The package's own tests (python/tests), against the built programs.
   file(GLOB VESK_PACKAGE_TESTS CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/python/tests/test_*.py)
   foreach(file ${VESK_PACKAGE_TESTS})
     get_filename_component(suite ${file} NAME_WE)

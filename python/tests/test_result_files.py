@@ -4,18 +4,41 @@ form, with the row and column counts that the data and options imply."""
 
 import os
 import re
+import subprocess
+import sys
 import unittest
 
 import numpy as np
 import pandas as pd
 
-from vesk_env import DATA_DIR, VESK, Scratch, raw_sections
-from vesk_result import read_result
+from pkg_env import SOURCE_DIR, Scratch
+import vesk
+from vesk import read_result
+
+VESK = vesk.find_programs()[0]
+DATA_DIR = os.path.join(SOURCE_DIR, "data")
 
 IRIS_ARGS = ["-f", "iris", "-k", "2:3:1", "-x", "5", "-u", "0-3", "-n", "2", "-r", "3", "-A",
              "-D", "--show-attr-memp", "--show-attr-cluster"]
 TIMING = ("CPUTIME", "LAPTIME")
 NAMED_FILES = ("SETTING-FILE", "SETTING-INOUT")
+
+
+def raw_sections(path):
+    """Independent count of each section's data lines and widest row, in
+    file order: a list of [id, lines, fields]."""
+    delim, out, header = "," if path.endswith(".csv") else "\t", [], False
+    with open(path) as f:
+        for line in f.read().splitlines():
+            if line.startswith("#### ID:"):
+                out.append([line[8:], 0, 0])
+                header = True
+            elif line == "####":
+                header = False
+            elif not header and line:
+                out[-1][1] += 1
+                out[-1][2] = max(out[-1][2], len(line.split(delim)))
+    return out
 
 
 def chosen_k(log):
@@ -48,9 +71,8 @@ class IrisReader(unittest.TestCase, EverySectionParses):
     def setUpClass(cls):
         cls.dir = Scratch()
         cls.dir.copy(os.path.join(DATA_DIR, "iris_freq.csv"))
-        cls.dir.run(VESK, IRIS_ARGS)
-        cls.dir.run(VESK, IRIS_ARGS + ["-j", "txt"])
-        cls.data = pd.read_csv(os.path.join(DATA_DIR, "iris_freq.csv"), header=None)
+        cls.dir.run([VESK] + IRIS_ARGS)
+        cls.dir.run([VESK] + IRIS_ARGS + ["-j", "txt"])
         cls.csv = {e: read_result(cls.dir.file("iris_%s.csv" % e))
                    for e in ("log", "cluster", "memp", "param")}
         cls.k = chosen_k(cls.csv["log"])
@@ -81,7 +103,7 @@ class CountsAnswersAndVerboseSections(unittest.TestCase, EverySectionParses):
     def setUpClass(cls):
         cls.dir = Scratch()
         cls.dir.copy(os.path.join(DATA_DIR, "titanic_freq.txt"))
-        cls.dir.run(VESK, ["-f", "titanic", "-k", "2", "-x", "4", "-E", "3", "-D", "--verbose", "--uncompress",
+        cls.dir.run([VESK, "-f", "titanic", "-k", "2", "-x", "4", "-E", "3", "-D", "--verbose", "--uncompress",
                            "--show-attr-memp", "--show-attr-cluster", "-r", "5", "-m", "5"])
         with open(cls.dir.file("titanic_freq.txt")) as f:
             cls.lines = [line.split("\t") for line in f.read().split("\n") if line]
@@ -117,8 +139,8 @@ class MissingValuesAndHiddenAttributes(unittest.TestCase, EverySectionParses):
         cls.dir = Scratch()
         cls.dir.copy(os.path.join(DATA_DIR, "airquality_freq.csv"))
         common = ["-f", "airquality", "-k", "2", "-x", "5", "-u", "0-3", "-A", "-r", "2", "-D"]
-        cls.dir.run(VESK, common)
-        cls.dir.run(VESK, common + ["--hide-attr", "-s", "hidden"])
+        cls.dir.run([VESK] + common)
+        cls.dir.run([VESK] + common + ["--hide-attr", "-s", "hidden"])
         cls.data = pd.read_csv(os.path.join(DATA_DIR, "airquality_freq.csv"), header=None)
 
     @classmethod
@@ -142,19 +164,13 @@ class MissingValuesAndHiddenAttributes(unittest.TestCase, EverySectionParses):
 
 class CommandLine(unittest.TestCase):
     def test_lists_sections_and_writes_one_as_csv(self):
-        import subprocess
-        import sys
         d = Scratch()
         try:
             d.copy(os.path.join(DATA_DIR, "iris_freq.csv"))
-            d.run(VESK, IRIS_ARGS)
-            tool = os.path.join(os.path.dirname(__file__), "..", "..", "tools", "vesk_result.py")
-            out = subprocess.run([sys.executable, tool, d.file("iris_log.csv")],
-                                 capture_output=True, text=True, check=True).stdout
-            self.assertIn("SCORE\t2 rows\t3 columns\n", out)
-            out = subprocess.run([sys.executable, tool, d.file("iris_cluster.csv"),
-                                  "CLUSTER-CASE-BY-CASE"], capture_output=True, text=True,
-                                 check=True).stdout.splitlines()
+            d.run([VESK] + IRIS_ARGS)
+            tool = [sys.executable, os.path.join(SOURCE_DIR, "tools", "vesk_result.py")]
+            self.assertIn("SCORE\t2 rows\t3 columns\n", d.run(tool + ["iris_log.csv"]).stdout)
+            out = d.run(tool + ["iris_cluster.csv", "CLUSTER-CASE-BY-CASE"]).stdout.splitlines()
             self.assertEqual(out[0], "Case ID,Cluster k,Attr. x0,Attr. x1,Attr. x2,Attr. x3,"
                                      "Attr. x4,Membership prob. P(k|x)")
             self.assertEqual(len(out), 151)

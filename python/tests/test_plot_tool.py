@@ -3,13 +3,14 @@ warning for a chosen K at the edge of the range."""
 
 import os
 import struct
-import subprocess
 import sys
 import unittest
 
-from vesk_env import DATA_DIR, EXAMPLES_DIR, TOOLS_DIR, VESK, VESK_PREP, Scratch, prepared_command
+from pkg_env import IRIS, IRIS_RAW, SOURCE_DIR, Scratch
+import vesk
 
-PLOT = os.path.join(TOOLS_DIR, "vesk_plot.py")
+VESK, VESK_PREP, _ = vesk.find_programs()
+PLOT = [sys.executable, os.path.join(SOURCE_DIR, "tools", "vesk_plot.py")]
 
 
 def png_size(path):
@@ -29,8 +30,7 @@ class Plots(unittest.TestCase):
         self.dir.remove()
 
     def plot(self, *args):
-        return subprocess.run([sys.executable, PLOT] + list(args), cwd=self.dir.path,
-                              capture_output=True, text=True)
+        return self.dir.run(PLOT + list(args), check=False)
 
     def check_pngs(self, prefix, kinds, stdout):
         self.assertEqual(stdout.split(), ["%s_%s.png" % (prefix, k) for k in kinds])
@@ -40,18 +40,19 @@ class Plots(unittest.TestCase):
             self.assertGreater(min(size), 100, k)
 
     def test_every_plot_of_a_run_with_an_answer(self):
-        self.dir.copy(os.path.join(EXAMPLES_DIR, "iris_raw.csv"), "raw.csv")
-        prep = self.dir.run(VESK_PREP, ["raw.csv", "iris", "-k", "2:4:1", "--role",
-                                        "species=answer"])
-        self.dir.run(VESK, prepared_command(prep.stdout, "-r", "5", "-n", "2"))
+        self.dir.copy(IRIS_RAW, "raw.csv")
+        prep = self.dir.run([VESK_PREP, "raw.csv", "iris", "-k", "2:4:1", "--role",
+                             "species=answer"])
+        command = prep.stdout.strip().splitlines()[-1].split()  # the vesk command printed last
+        self.dir.run([VESK] + command[1:] + ["-r", "5", "-n", "2"])
         r = self.plot("iris")
         self.assertEqual(r.returncode, 0, r.stderr)
         self.check_pngs("iris", ["score", "trace", "sizes", "answer"], r.stdout)
 
     def test_tab_files_without_answer_and_an_edge_warning(self):
-        self.dir.copy(os.path.join(DATA_DIR, "iris_freq.csv"))
+        self.dir.copy(IRIS)
         # On iris with priors three classes beat two: the largest K tried.
-        self.dir.run(VESK, ["-f", "iris", "-k", "2:3:1", "-x", "5", "-u", "0-3", "-A", "-r", "7",
+        self.dir.run([VESK, "-f", "iris", "-k", "2:3:1", "-x", "5", "-u", "0-3", "-A", "-r", "7",
                             "-n", "3", "-j", "txt"])
         r = self.plot("iris", "--out", "plots")
         self.assertEqual(r.returncode, 0, r.stderr)
@@ -64,7 +65,8 @@ class Plots(unittest.TestCase):
         self.assertEqual(r.returncode, 1)
         self.assertEqual(r.stderr, "vesk_plot.py: neither nothing_log.csv nor nothing_log.txt "
                                    "exists\n")
-        self.dir.write("half_log.csv", "#### ID:SETTING-VERSION\n#### Version\n####\nv\n")
+        with open(self.dir.file("half_log.csv"), "w") as f:
+            f.write("#### ID:SETTING-VERSION\n#### Version\n####\nv\n")
         r = self.plot("half")
         self.assertEqual(r.returncode, 1)
         self.assertIn("has no SCORE section", r.stderr)
