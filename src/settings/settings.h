@@ -52,7 +52,7 @@ struct RunSettings {
   long double itemp_init, itemp_rate;
   int mode_log_scale;
 
-  // smoothing
+  // smoothing as the options give it (model.smooth holds the values used for the K being fitted)
   long double smooth_default, smooth_c, tau, alpha_w, smooth_u, smooth_s;
   long double *smooth_w;    // per discrete attribute (after build_smooth_nominal)
   int *mode_smooth_auto_w;  // 1 = given as a number, 2 = AutoClass rule
